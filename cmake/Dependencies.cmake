@@ -1,0 +1,19 @@
+# Every library that is not ours, once, with what it is for. ./dev setup installs the same list.
+
+# The libraries' own.
+find_package(SQLite3 REQUIRED)          # the SQL engine behind qvsql
+find_path(QVPRJ_XXHASH_INCLUDE xxhash.h REQUIRED)  # check values of the track file (used as a header, nothing linked)
+
+# Header-only tools of the program and the examples.
+if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS)
+  find_package(CLI11 REQUIRED)          # command lines
+  find_package(nlohmann_json REQUIRED)  # --json, camera files, expected values of tests
+endif()
+
+if(QVPRJ_BUILD_TESTS)
+  find_package(GTest REQUIRED)          # tests
+endif()
+
+if(QVPRJ_BUILD_BENCH)
+  find_package(benchmark REQUIRED)      # benchmarks
+endif()

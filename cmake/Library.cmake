@@ -1,0 +1,37 @@
+# One way to make every target of this project.
+
+# Warnings are errors, for our own code only: a host's build is its own business.
+function(qvprj_strict target)
+  set_target_properties(${target} PROPERTIES
+    CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /permissive-)
+    if(PROJECT_IS_TOP_LEVEL)
+      target_compile_options(${target} PRIVATE /WX)
+    endif()
+  else()
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow)
+    if(PROJECT_IS_TOP_LEVEL)
+      target_compile_options(${target} PRIVATE -Werror)
+    endif()
+  endif()
+endfunction()
+
+# qvprj_library(NAME HEADER_ROOT SOURCES...): the target NAME, as qvprj::NAME for others. Headers are found below
+# HEADER_ROOT, so that the path of an #include begins with the namespace.
+function(qvprj_library name header_root)
+  add_library(${name} ${ARGN})
+  add_library(qvprj::${name} ALIAS ${name})
+  qvprj_strict(${name})
+  string(TOUPPER ${name} prefix)
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_compile_definitions(${name} PRIVATE ${prefix}_BUILDING)
+  if(NOT BUILD_SHARED_LIBS)
+    target_compile_definitions(${name} PUBLIC ${prefix}_STATIC)
+  endif()
+  target_include_directories(${name}
+    PUBLIC $<BUILD_INTERFACE:${header_root}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    PRIVATE ${PROJECT_SOURCE_DIR}/contracts)
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+endfunction()

@@ -1,0 +1,91 @@
+// Little-endian values out of bytes and into them. ByteReader is the one place through which stored bytes are
+// read: it never looks past the end, whatever counts the bytes claim.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <type_traits>
+#include <vector>
+
+namespace qvfd {
+
+// Values move between memory and file as they stand; a big-endian port has to swap them here.
+static_assert(std::endian::native == std::endian::little, "stored bytes are little-endian");
+
+/// Reads values one after the other from bytes that it does not own. Every operation returns false, and moves
+/// nowhere, when fewer bytes are left than it needs.
+class ByteReader {
+ public:
+  explicit ByteReader(std::span<const unsigned char> bytes) : bytes_(bytes) {}
+
+  [[nodiscard]] std::size_t Remaining() const { return bytes_.size(); }
+
+  /// Reads one value: an integer, a float or a double.
+  template <class T>
+  [[nodiscard]] bool Read(T& value) {
+    static_assert(std::is_arithmetic_v<T>);
+    if (bytes_.size() < sizeof(T)) {
+      return false;
+    }
+    std::memcpy(&value, bytes_.data(), sizeof(T));
+    bytes_ = bytes_.subspan(sizeof(T));
+    return true;
+  }
+
+  /// Reads `count` elements into `values`, in place of what it held. `T` is stored as it stands in memory.
+  /// Takes memory only when the bytes are there.
+  template <class T>
+  [[nodiscard]] bool ReadArray(std::size_t count, std::vector<T>& values) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (count > bytes_.size() / sizeof(T)) {
+      return false;
+    }
+    values.resize(count);
+    if (count > 0) {
+      std::memcpy(values.data(), bytes_.data(), count * sizeof(T));
+      bytes_ = bytes_.subspan(count * sizeof(T));
+    }
+    return true;
+  }
+
+ private:
+  std::span<const unsigned char> bytes_;
+};
+
+/// Appends values to a byte vector that it owns. May throw std::bad_alloc or std::length_error.
+class ByteWriter {
+ public:
+  /// Makes room for `size` bytes in one piece.
+  void Reserve(std::size_t size) { bytes_.reserve(size); }
+
+  template <class T>
+  void Write(T value) {
+    static_assert(std::is_arithmetic_v<T>);
+    WriteBytes(&value, sizeof(T));
+  }
+
+  /// Appends the elements as they stand in memory.
+  template <class T>
+  void WriteArray(const std::vector<T>& values) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    WriteBytes(values.data(), values.size() * sizeof(T));
+  }
+
+  [[nodiscard]] const std::vector<unsigned char>& Bytes() const { return bytes_; }
+
+  /// Gives the bytes away; the writer is empty afterwards.
+  [[nodiscard]] std::vector<unsigned char> Take() { return std::move(bytes_); }
+
+ private:
+  void WriteBytes(const void* data, std::size_t size) {
+    const auto* first = static_cast<const unsigned char*>(data);
+    bytes_.insert(bytes_.end(), first, first + size);
+  }
+
+  std::vector<unsigned char> bytes_;
+};
+
+}  // namespace qvfd

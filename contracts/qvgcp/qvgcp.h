@@ -1,0 +1,4 @@
+// Everything that the ground-control library offers.
+#pragma once
+
+#include "qvgcp/GCPPrj.h"

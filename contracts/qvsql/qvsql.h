@@ -1,0 +1,4 @@
+// Everything that the database library offers.
+#pragma once
+
+#include "qvsql/Database.h"

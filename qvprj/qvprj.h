@@ -1,0 +1,9 @@
+// Everything that the project library offers, with the libraries it stands on.
+#pragma once
+
+#include "qvfd/qvfd.h"
+#include "qvgcp/qvgcp.h"
+#include "qvprj/flight/FlyProjectHelper.h"
+#include "qvprj/project/PrjInfo.h"
+#include "qvprj/project/QvProject.h"
+#include "qvsql/qvsql.h"
