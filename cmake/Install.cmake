@@ -1,18 +1,14 @@
 # Installation, and the package for find_package(qvprj CONFIG).
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qvprj qvfd qvsql qvgcp EXPORT qvprj-targets)
+install(TARGETS qvprj qvfd qvsql qvgcp EXPORT qvprj-targets FILE_SET HEADERS)
 if(TARGET qvprj_program)
+  # The program finds the libraries beside it, wherever both are installed.
+  file(RELATIVE_PATH library_path ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(qvprj_program PROPERTIES INSTALL_RPATH "$ORIGIN/${library_path}")
   install(TARGETS qvprj_program)
 endif()
 install(EXPORT qvprj-targets NAMESPACE qvprj:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qvprj)
-
-foreach(library qvfd qvsql qvgcp)
-  install(DIRECTORY contracts/${library} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h" PATTERN "Private" EXCLUDE)
-endforeach()
-install(DIRECTORY qvprj DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "tables" EXCLUDE PATTERN "tiepoints" EXCLUDE PATTERN "private" EXCLUDE)
 
 configure_package_config_file(cmake/qvprj-config.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/qvprj-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qvprj)

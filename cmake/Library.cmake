@@ -18,20 +18,23 @@ function(qvprj_strict target)
   endif()
 endfunction()
 
-# qvprj_library(NAME HEADER_ROOT SOURCES...): the target NAME, as qvprj::NAME for others. Headers are found below
-# HEADER_ROOT, so that the path of an #include begins with the namespace.
-function(qvprj_library name header_root)
-  add_library(${name} ${ARGN})
+# qvprj_library(NAME ROOT folder HEADERS public... SOURCES file...): the target NAME, as qvprj::NAME for others. Its
+# public headers, and no others, are installed; they are found below ROOT, so that the path of an #include begins with
+# the namespace.
+function(qvprj_library name)
+  cmake_parse_arguments(ARG "" "ROOT" "HEADERS;SOURCES" ${ARGN})
+  add_library(${name} ${ARG_SOURCES})
   add_library(qvprj::${name} ALIAS ${name})
   qvprj_strict(${name})
-  string(TOUPPER ${name} prefix)
+  target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${ARG_ROOT} FILES ${ARG_HEADERS})
   target_compile_features(${name} PUBLIC cxx_std_20)
+  string(TOUPPER ${name} prefix)
   target_compile_definitions(${name} PRIVATE ${prefix}_BUILDING)
   if(NOT BUILD_SHARED_LIBS)
     target_compile_definitions(${name} PUBLIC ${prefix}_STATIC)
   endif()
-  target_include_directories(${name}
-    PUBLIC $<BUILD_INTERFACE:${header_root}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
-    PRIVATE ${PROJECT_SOURCE_DIR}/contracts)
-  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/contracts)  # for detail/
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    VERIFY_INTERFACE_HEADER_SETS ON)
 endfunction()

@@ -1,0 +1,174 @@
+// Conversion between UTF-8 and the local encoding: iconv where the C library has it, the system's API on
+// Windows.
+
+#include "qvfd/TextConversion.h"
+
+#include <algorithm>
+
+#include "qvfd/Text.h"
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+#else
+#include <iconv.h>
+#include <langinfo.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#endif
+
+namespace qvfd {
+namespace {
+
+/// Every local encoding contains ASCII, so such a text is the same in all of them.
+bool IsAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+#if defined(_WIN32)
+
+std::wstring ToWide(const std::string& text, UINT codePage) {
+  const int size = MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(size), L'\0');
+  MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()), wide.data(), size);
+  // What was invalid comes back as U+FFFD; the contract says '?'.
+  std::replace(wide.begin(), wide.end(), L'\xFFFD', L'?');
+  return wide;
+}
+
+std::string FromWide(const std::wstring& wide, UINT codePage) {
+  const int length = static_cast<int>(wide.size());
+  const bool utf8 = codePage == CP_UTF8;
+  const DWORD flags = utf8 ? 0 : WC_NO_BEST_FIT_CHARS;
+  const char* const replacement = utf8 ? nullptr : "?";
+  const int size =
+      WideCharToMultiByte(codePage, flags, wide.data(), length, nullptr, 0, replacement, nullptr);
+  std::string text(static_cast<std::size_t>(size), '\0');
+  WideCharToMultiByte(codePage, flags, wide.data(), length, text.data(), size, replacement, nullptr);
+  return text;
+}
+
+std::string Convert(const std::string& text, UINT from, UINT to) {
+  return GetACP() == CP_UTF8 || IsAscii(text) ? text : FromWide(ToWide(text, from), to);
+}
+
+#else
+
+/// The encoding of the process's LC_CTYPE; null when texts are UTF-8 or the locale says nothing of them.
+const char* LocalCodeset() {
+  const char* const codeset = nl_langinfo(CODESET);
+  constexpr std::array<std::string_view, 6> kUnchanged = {"",         "UTF-8", "utf8", "ANSI_X3.4-1968",
+                                                          "US-ASCII", "ASCII"};
+  const bool unchanged = std::find(kUnchanged.begin(), kUnchanged.end(), codeset) != kUnchanged.end();
+  return unchanged ? nullptr : codeset;
+}
+
+/// The length of the UTF-8 sequence that `text` begins with; 1 when it begins with no valid one.
+std::size_t SequenceLength(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text.front());
+  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+  const bool whole = text.size() >= length &&
+                     std::all_of(text.begin() + 1, text.begin() + static_cast<std::ptrdiff_t>(length),
+                                 [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; });
+  return whole ? length : 1;
+}
+
+class Converter {
+ public:
+  Converter(const char* from, const char* to) : handle_(iconv_open(to, from)) {}
+  ~Converter() {
+    if (IsValid()) {
+      iconv_close(handle_);
+    }
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  [[nodiscard]] bool IsValid() const {
+    // iconv_open reports failure as this very value.
+    return handle_ != reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr)
+  }
+
+  /// Converts as much of `text` as it can, appends the result to `out` and returns the number of bytes taken.
+  std::size_t Convert(std::string_view text, std::string& out) {
+    auto* in = const_cast<char*>(text.data());  // iconv takes a char** and does not write through it
+    std::size_t left = text.size();
+    Run(&in, &left, out);
+    return text.size() - left;
+  }
+
+  /// Ends the text: encodings with a state go back to their first one.
+  void Finish(std::string& out) { Run(nullptr, nullptr, out); }
+
+ private:
+  void Run(char** in, std::size_t* left, std::string& out) {
+    for (;;) {
+      std::array<char, 256> buffer{};
+      char* next = buffer.data();
+      std::size_t room = buffer.size();
+      const std::size_t result = iconv(handle_, in, left, &next, &room);
+      const int error = errno;
+      out.append(buffer.data(), buffer.size() - room);
+      if (result != static_cast<std::size_t>(-1) || error != E2BIG) {
+        return;
+      }
+    }
+  }
+
+  iconv_t handle_;
+};
+
+#endif
+
+}  // namespace
+
+#if defined(_WIN32)
+
+std::string StringConverter::FromUTF8(std::string text) {
+  return Convert(text, CP_UTF8, CP_ACP);
+}
+
+std::string StringConverter::ToUTF8(std::string text) {
+  return Convert(text, CP_ACP, CP_UTF8);
+}
+
+#else
+
+std::string ConvertText(std::string_view text, const char* fromCodeset, const char* toCodeset) {
+  Converter converter(fromCodeset, toCodeset);
+  if (!converter.IsValid()) {
+    return std::string(text);
+  }
+  const bool fromUTF8 = std::string_view(fromCodeset) == "UTF-8";
+  std::string out;
+  out.reserve(text.size());
+  for (;;) {
+    text.remove_prefix(converter.Convert(text, out));
+    if (text.empty()) {
+      break;
+    }
+    if (converter.Convert("?", out) == 0) {
+      out += '?';
+    }
+    text.remove_prefix(fromUTF8 ? SequenceLength(text) : 1);
+  }
+  converter.Finish(out);
+  return out;
+}
+
+std::string StringConverter::FromUTF8(std::string text) {
+  const char* const codeset = LocalCodeset();
+  return codeset == nullptr || IsAscii(text) ? text : ConvertText(text, "UTF-8", codeset);
+}
+
+std::string StringConverter::ToUTF8(std::string text) {
+  const char* const codeset = LocalCodeset();
+  return codeset == nullptr || IsAscii(text) ? text : ConvertText(text, codeset, "UTF-8");
+}
+
+#endif
+
+}  // namespace qvfd

@@ -1,0 +1,652 @@
+// The database wrapper over its engine, SQLite.
+//
+// What holds at every point:
+//   1. A connection that was opened, not created, cannot write until something is to be written; then a
+//   writable one
+//      takes its place (MakeWritable). So reading leaves file and folder as they were.
+//   2. A statement is prepared and checked as a whole before its first step, and stepped through once.
+//   3. Numbers never pass through the engine's own text conversions, which are not exact: they are bound
+//   natively,
+//      read natively, and turned to and from text here.
+//   4. Nothing leaves this file by exception.
+
+#include "qvsql/Database.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "DatabaseFile.h"
+#include "detail/NumberText.h"
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+#endif
+
+namespace qvsql {
+namespace {
+
+struct EngineCloser {
+  void operator()(sqlite3* engine) const { sqlite3_close_v2(engine); }
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Engine = std::unique_ptr<sqlite3, EngineCloser>;
+using Statement = std::unique_ptr<sqlite3_stmt, EngineCloser>;
+
+/// The one way in which an operation fails, whatever happens inside.
+template <class Operation>
+bool NoThrow(Operation&& operation) noexcept {
+  try {
+    return operation();
+  } catch (...) {
+    return false;
+  }
+}
+
+/// The path as the engine takes it: UTF-8, and no text that it would understand as something else than a file
+/// (":memory:", "file:...").
+std::string EnginePath(const std::string& path) {
+#if defined(_WIN32)
+  const int length = static_cast<int>(path.size());
+  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, path.data(), length, nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(CP_ACP, 0, path.data(), length, wide.data(), static_cast<int>(wide.size()));
+  const int wideLength = static_cast<int>(wide.size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, wide.data(), wideLength, nullptr, 0, nullptr, nullptr);
+  std::string utf8(static_cast<std::size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), wideLength, utf8.data(), size, nullptr, nullptr);
+  return utf8;
+#else
+  return path.front() == '/' ? path : "./" + path;
+#endif
+}
+
+std::string Quoted(std::string_view identifier) {
+  std::string quoted = "\"";
+  for (const char c : identifier) {
+    quoted.append(c == '"' ? 2 : 1, c);
+  }
+  return quoted + '"';
+}
+
+bool Run(sqlite3* engine, const char* sql) {
+  return sqlite3_exec(engine, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+/// A connection to the file at `path`; null when the engine cannot make one, or, where it is to write, not a
+/// writable one.
+Engine Connect(const std::string& path, bool writable) {
+  const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+  sqlite3* raw = nullptr;
+  const int code = sqlite3_open_v2(EnginePath(path).c_str(), &raw, access | SQLITE_OPEN_NOMUTEX, nullptr);
+  Engine engine(raw);
+  if (code != SQLITE_OK || (writable && sqlite3_db_readonly(raw, "main") != 0)) {
+    return nullptr;
+  }
+  // Files come from anywhere: what their schemas contain must not reach beyond them. Sorting must not write
+  // files.
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  return Run(raw, "PRAGMA temp_store = MEMORY") ? std::move(engine) : nullptr;
+}
+
+/// The one statement that `sql` consists of; null when it is none, several, or wrong.
+Statement Prepare(sqlite3* engine, std::string_view sql) {
+  if (sql.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    return nullptr;
+  }
+  sqlite3_stmt* raw = nullptr;
+  const char* rest = nullptr;
+  const int code = sqlite3_prepare_v2(engine, sql.data(), static_cast<int>(sql.size()), &raw, &rest);
+  Statement statement(raw);
+  if (code != SQLITE_OK || raw == nullptr) {
+    return nullptr;
+  }
+  const std::string_view tail = sql.substr(static_cast<std::size_t>(rest - sql.data()));
+  return std::all_of(tail.begin(), tail.end(), qvdetail::IsBlank) ? std::move(statement) : nullptr;
+}
+
+/// A transaction, or a part of one that the host has begun; undone unless it is committed.
+class Transaction {
+ public:
+  explicit Transaction(sqlite3* engine)
+      : engine_(engine),
+        nested_(sqlite3_get_autocommit(engine) == 0),
+        active_(Run(engine, nested_ ? "SAVEPOINT qvsql" : "BEGIN")) {}
+  ~Transaction() {
+    if (active_) {
+      Run(engine_, nested_ ? "ROLLBACK TO qvsql; RELEASE qvsql" : "ROLLBACK");
+    }
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  [[nodiscard]] bool IsActive() const { return active_; }
+
+  [[nodiscard]] bool Commit() {
+    active_ = active_ && !Run(engine_, nested_ ? "RELEASE qvsql" : "COMMIT");
+    return !active_;
+  }
+
+ private:
+  sqlite3* engine_;
+  bool nested_;
+  bool active_;
+};
+
+// ---- Cells
+// -------------------------------------------------------------------------------------------------
+
+enum class Affinity { kInteger, kReal, kText };
+
+/// How the engine treats values in a column of this declared type: its own rules, as documented, as far as
+/// they matter here. Everything that is no number counts as text.
+Affinity AffinityOf(const char* declaredType) {
+  std::string type = declaredType == nullptr ? "" : declaredType;
+  std::transform(type.begin(), type.end(), type.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+  const auto contains = [&type](const char* word) { return type.find(word) != std::string::npos; };
+  if (contains("INT")) {
+    return Affinity::kInteger;
+  }
+  if (type.empty() || contains("CHAR") || contains("CLOB") || contains("TEXT") || contains("BLOB")) {
+    return Affinity::kText;
+  }
+  return contains("REAL") || contains("FLOA") || contains("DOUB") ? Affinity::kReal : Affinity::kInteger;
+}
+
+/// The affinities of all columns of a table; none when the table cannot be read.
+std::optional<std::vector<Affinity>> AffinitiesOf(sqlite3* engine, const std::string& table) {
+  const Statement statement = Prepare(engine, "SELECT * FROM " + Quoted(table) + " LIMIT 0");
+  if (!statement) {
+    return std::nullopt;
+  }
+  std::vector<Affinity> affinities;
+  for (int column = 0; column < sqlite3_column_count(statement.get()); ++column) {
+    affinities.push_back(AffinityOf(sqlite3_column_decltype(statement.get(), column)));
+  }
+  return affinities;
+}
+
+/// Binds a cell without copying it: it has to stay until the statement is done.
+bool BindCell(sqlite3_stmt* statement, int parameter, Affinity affinity, const std::string& cell) {
+  if (affinity == Affinity::kInteger) {
+    if (const auto integer = qvdetail::WholeInteger(cell)) {
+      return sqlite3_bind_int64(statement, parameter, *integer) == SQLITE_OK;
+    }
+  }
+  if (affinity != Affinity::kText) {
+    if (const auto real = qvdetail::WholeReal(cell)) {
+      return sqlite3_bind_double(statement, parameter, *real) == SQLITE_OK;
+    }
+  }
+  return sqlite3_bind_text64(statement, parameter, cell.data(), cell.size(), SQLITE_STATIC, SQLITE_UTF8) ==
+         SQLITE_OK;
+}
+
+/// Binds bytes without copying them. An empty blob is a blob, not a NULL.
+bool BindBlob(sqlite3_stmt* statement, int parameter, const void* data, int size) {
+  const int code = size == 0 ? sqlite3_bind_zeroblob(statement, parameter, 0)
+                             : sqlite3_bind_blob(statement, parameter, data, size, SQLITE_STATIC);
+  return code == SQLITE_OK;
+}
+
+/// The bytes of a text or blob value. False when the engine ran out of memory.
+bool BytesOf(sqlite3_stmt* statement, int column, std::string_view& bytes) {
+  const bool isText = sqlite3_column_type(statement, column) == SQLITE_TEXT;
+  const void* const data = isText ? static_cast<const void*>(sqlite3_column_text(statement, column))
+                                  : sqlite3_column_blob(statement, column);
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+  bytes = data == nullptr ? std::string_view() : std::string_view(static_cast<const char*>(data), size);
+  return data != nullptr || (!isText && size == 0);
+}
+
+/// Appends a value as text to `cells`. False when the engine ran out of memory.
+bool AppendCell(sqlite3_stmt* statement, int column, std::vector<std::string>& cells) {
+  std::string_view bytes;
+  switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+      cells.push_back(qvdetail::FormatInteger(sqlite3_column_int64(statement, column)));
+      return true;
+    case SQLITE_FLOAT:
+      cells.push_back(qvdetail::FormatReal(sqlite3_column_double(statement, column)));
+      return true;
+    case SQLITE_NULL:
+      cells.emplace_back();
+      return true;
+    default:
+      if (!BytesOf(statement, column, bytes)) {
+        return false;
+      }
+      cells.emplace_back(bytes);
+      return true;
+  }
+}
+
+constexpr int kNoBlobColumn = -1;
+
+// ---- Writing rows
+// ------------------------------------------------------------------------------------------
+
+/// The rows of one AddRecords call.
+struct Rows {
+  const std::vector<std::string>& cells;
+  int columns;
+  int blobColumn = kNoBlobColumn;
+  std::span<void* const> blobs;  // one a row, and so are the sizes
+  std::span<const int> blobSizes;
+
+  [[nodiscard]] std::size_t Count() const { return cells.size() / static_cast<std::size_t>(columns); }
+};
+
+bool AreWhole(const Rows& rows) {
+  if (rows.columns < 1 || rows.cells.size() % static_cast<std::size_t>(rows.columns) != 0) {
+    return false;
+  }
+  if (rows.blobColumn == kNoBlobColumn) {
+    return true;
+  }
+  if (rows.blobColumn < 0 || rows.blobColumn >= rows.columns || rows.blobs.size() != rows.Count() ||
+      rows.blobSizes.size() != rows.Count()) {
+    return false;
+  }
+  for (std::size_t row = 0; row < rows.Count(); ++row) {
+    const int size = rows.blobSizes[row];
+    if (size < 0 || (rows.blobs[row] == nullptr && size > 0)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool BindRow(sqlite3_stmt* statement, const std::vector<Affinity>& affinities, const Rows& rows,
+             std::size_t row) {
+  for (int column = 0; column < rows.columns; ++column) {
+    const auto c = static_cast<std::size_t>(column);
+    const bool bound =
+        column == rows.blobColumn
+            ? BindBlob(statement, column + 1, rows.blobs[row], rows.blobSizes[row])
+            : BindCell(statement, column + 1, affinities[c], rows.cells[row * affinities.size() + c]);
+    if (!bound) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool InsertRows(sqlite3* engine, const std::string& table, const Rows& rows) {
+  const auto affinities = AffinitiesOf(engine, table);
+  if (!affinities) {
+    return false;
+  }
+  if (rows.Count() == 0) {
+    return true;
+  }
+  if (affinities->size() != static_cast<std::size_t>(rows.columns)) {
+    return false;
+  }
+  std::string sql = "INSERT INTO " + Quoted(table) + " VALUES (?";
+  for (int column = 1; column < rows.columns; ++column) {
+    sql += ",?";
+  }
+  Transaction transaction(engine);
+  const Statement statement = Prepare(engine, sql + ")");
+  if (!transaction.IsActive() || !statement) {
+    return false;
+  }
+  for (std::size_t row = 0; row < rows.Count(); ++row) {
+    if (!BindRow(statement.get(), *affinities, rows, row) || sqlite3_step(statement.get()) != SQLITE_DONE ||
+        sqlite3_reset(statement.get()) != SQLITE_OK) {
+      return false;
+    }
+  }
+  return transaction.Commit();
+}
+
+// ---- Reading rows
+// ------------------------------------------------------------------------------------------
+
+/// Where GetRecords puts what it reads. Unless it is kept, everything appended goes again.
+class Output {
+ public:
+  Output(int* rows, int* columns, std::vector<std::string>& cells, std::vector<std::vector<char>>* blobs)
+      : rows_(rows),
+        columns_(columns),
+        cells_(cells),
+        blobs_(blobs),
+        cellCount_(cells.size()),
+        blobCount_(blobs == nullptr ? 0 : blobs->size()) {
+    SetCounts(0, 0);
+  }
+  ~Output() {
+    if (!kept_) {
+      cells_.resize(cellCount_);
+      if (blobs_ != nullptr) {
+        blobs_->resize(blobCount_);
+      }
+    }
+  }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  /// Appends one row of a result. False when the engine ran out of memory.
+  bool AppendRow(sqlite3_stmt* statement, int columns, int blobColumn) {
+    for (int column = 0; column < columns; ++column) {
+      if (column != blobColumn) {
+        if (!AppendCell(statement, column, cells_)) {
+          return false;
+        }
+        continue;
+      }
+      std::string_view bytes;
+      if (!BytesOf(statement, column, bytes)) {
+        return false;
+      }
+      cells_.emplace_back();
+      blobs_->emplace_back(bytes.begin(), bytes.end());
+    }
+    return true;
+  }
+
+  void Keep(int rows, int columns) {
+    SetCounts(rows, columns);
+    kept_ = true;
+  }
+
+ private:
+  void SetCounts(int rows, int columns) {
+    if (rows_ != nullptr) {
+      *rows_ = rows;
+    }
+    if (columns_ != nullptr) {
+      *columns_ = columns;
+    }
+  }
+
+  int* rows_;
+  int* columns_;
+  std::vector<std::string>& cells_;
+  std::vector<std::vector<char>>* blobs_;
+  std::size_t cellCount_;
+  std::size_t blobCount_;
+  bool kept_ = false;
+};
+
+bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Output& output) {
+  const Statement statement = Prepare(engine, "SELECT * FROM " + Quoted(table));
+  if (!statement) {
+    return false;
+  }
+  const int columns = sqlite3_column_count(statement.get());
+  if (blobColumn != kNoBlobColumn && (blobColumn < 0 || blobColumn >= columns)) {
+    return false;
+  }
+  int rows = 0;
+  int code = sqlite3_step(statement.get());
+  for (; code == SQLITE_ROW; code = sqlite3_step(statement.get())) {
+    if (rows == std::numeric_limits<int>::max() || !output.AppendRow(statement.get(), columns, blobColumn)) {
+      return false;
+    }
+    ++rows;
+  }
+  if (code != SQLITE_DONE) {
+    return false;
+  }
+  output.Keep(rows, columns);
+  return true;
+}
+
+// ---- Single statements
+// -------------------------------------------------------------------------------------
+
+/// The values of the current row as a RowCallback takes them.
+class CallbackRow {
+ public:
+  explicit CallbackRow(sqlite3_stmt* statement)
+      : statement_(statement),
+        columns_(sqlite3_column_count(statement)),
+        values_(static_cast<std::size_t>(columns_)),
+        names_(static_cast<std::size_t>(columns_)),
+        reals_(static_cast<std::size_t>(columns_)) {}
+
+  /// False when the engine ran out of memory.
+  bool Load() {
+    for (int column = 0; column < columns_; ++column) {
+      const auto c = static_cast<std::size_t>(column);
+      names_[c] = const_cast<char*>(sqlite3_column_name(statement_, column));
+      const int type = sqlite3_column_type(statement_, column);
+      if (type == SQLITE_FLOAT) {
+        *qvdetail::FormatReal(sqlite3_column_double(statement_, column), reals_[c].text) = '\0';
+        values_[c] = reals_[c].text;
+        continue;
+      }
+      const unsigned char* const text = sqlite3_column_text(statement_, column);
+      values_[c] = const_cast<char*>(reinterpret_cast<const char*>(text));
+      if (names_[c] == nullptr || (text == nullptr && type != SQLITE_NULL)) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  int Pass(RowCallback callback, void* user) {
+    return callback(user, columns_, values_.data(), names_.data());
+  }
+
+ private:
+  struct RealText {
+    char text[qvdetail::kNumberTextCapacity];
+  };
+
+  sqlite3_stmt* statement_;
+  int columns_;
+  std::vector<char*> values_;
+  std::vector<char*> names_;
+  std::vector<RealText> reals_;
+};
+
+bool StepThrough(sqlite3_stmt* statement, RowCallback callback, void* user) {
+  CallbackRow row(statement);
+  int code = sqlite3_step(statement);
+  for (; code == SQLITE_ROW; code = sqlite3_step(statement)) {
+    if (callback != nullptr && (!row.Load() || row.Pass(callback, user) != 0)) {
+      return false;
+    }
+  }
+  return code == SQLITE_DONE;
+}
+
+const char* TypeWord(int type) {
+  switch (type) {
+    case kIntegerColumn:
+      return " INTEGER";
+    case kRealColumn:
+      return " REAL";
+    case kTextColumn:
+      return " TEXT";
+    case kBlobColumn:
+      return " BLOB";
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+struct Database::Connection {
+  std::string path;
+  std::optional<TemporaryCopy> copy;  // what the engine reads in place of a file that was left unfinished
+  Engine engine;                      // after the copy: it has to be closed before the copy goes
+  bool writable = false;
+
+  /// Makes sure that the engine can write to the file itself. False, and the connection as it was, when it
+  /// cannot.
+  bool MakeWritable() {
+    if (writable) {
+      return true;
+    }
+    Engine writer = Connect(path, true);
+    if (!writer) {
+      return false;
+    }
+    engine = std::move(writer);
+    copy.reset();
+    writable = true;
+    return true;
+  }
+};
+
+Database::Database() = default;
+Database::~Database() = default;
+Database::Database(Database&&) noexcept = default;
+Database& Database::operator=(Database&&) noexcept = default;
+
+bool Database::Open(std::string path) {
+  connection_.reset();
+  return NoThrow([&] {
+    const FileState state = Inspect(path);
+    if (state == FileState::kNotADatabase) {
+      return false;
+    }
+    auto connection = std::make_unique<Connection>();
+    connection->path = path;
+    if (state == FileState::kUnfinished) {
+      // The copy is opened for writing, so that the engine can finish there what was begun.
+      connection->engine =
+          connection->copy.emplace().Make(path) ? Connect(connection->copy->Path(), true) : nullptr;
+    } else {
+      connection->engine = Connect(path, false);
+    }
+    if (!connection->engine || !Run(connection->engine.get(), "PRAGMA schema_version")) {
+      return false;
+    }
+    connection_ = std::move(connection);
+    return true;
+  });
+}
+
+bool Database::Create(std::string path) {
+  connection_.reset();
+  return NoThrow([&] {
+    if (!CreateExclusively(path)) {
+      return false;
+    }
+    RemoveSideFiles(path);
+    auto connection = std::make_unique<Connection>();
+    connection->path = path;
+    connection->engine = Connect(path, true);
+    connection->writable = true;
+    // A journal in memory can undo a failed call and costs nothing while the file only grows. The last
+    // statement makes the engine write its header: a valid database from the start.
+    if (!connection->engine ||
+        !Run(connection->engine.get(),
+             "PRAGMA page_size = 16384; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF;"
+             "PRAGMA user_version = 0")) {
+      connection.reset();
+      std::remove(path.c_str());
+      return false;
+    }
+    connection_ = std::move(connection);
+    return true;
+  });
+}
+
+bool Database::IsOpen() const {
+  return connection_ != nullptr;
+}
+
+bool Database::CreateTable(std::string name, std::vector<Field> fields) {
+  return NoThrow([&] {
+    if (!IsOpen() || fields.empty()) {
+      return false;
+    }
+    std::string columns;
+    std::string key;
+    for (const Field& field : fields) {
+      const char* const type = TypeWord(field.type);
+      if (type == nullptr) {
+        return false;
+      }
+      columns += (columns.empty() ? "" : ", ") + Quoted(field.name) + type;
+      if (field.flag) {
+        key += (key.empty() ? "" : ", ") + Quoted(field.name);
+      }
+    }
+    if (!key.empty()) {
+      columns += ", PRIMARY KEY (" + key + ")";
+    }
+    if (!connection_->MakeWritable()) {
+      return false;
+    }
+    const Statement statement =
+        Prepare(connection_->engine.get(), "CREATE TABLE " + Quoted(name) + " (" + columns + ")");
+    return statement && sqlite3_step(statement.get()) == SQLITE_DONE;
+  });
+}
+
+bool Database::AddRecords(std::string table, const std::vector<std::string>& values, int columns) {
+  return NoThrow([&] {
+    const Rows rows{values, columns, kNoBlobColumn, {}, {}};
+    return IsOpen() && AreWhole(rows) && connection_->MakeWritable() &&
+           InsertRows(connection_->engine.get(), table, rows);
+  });
+}
+
+bool Database::AddRecords(std::string table, const std::vector<std::string>& values, int columns,
+                          int blobColumn, std::vector<void*> blobs, std::vector<int> blobSizes) {
+  return NoThrow([&] {
+    const Rows rows{values, columns, blobColumn, blobs, blobSizes};
+    return IsOpen() && blobColumn >= 0 && AreWhole(rows) && connection_->MakeWritable() &&
+           InsertRows(connection_->engine.get(), table, rows);
+  });
+}
+
+bool Database::GetRecords(std::string table, int* rows, int* columns, std::vector<std::string>& values) {
+  return NoThrow([&] {
+    Output output(rows, columns, values, nullptr);
+    return IsOpen() && SelectRows(connection_->engine.get(), table, kNoBlobColumn, output);
+  });
+}
+
+bool Database::GetRecords(std::string table, int blobColumn, int* rows, int* columns,
+                          std::vector<std::string>& values, std::vector<std::vector<char>>& blobs) {
+  return NoThrow([&] {
+    Output output(rows, columns, values, &blobs);
+    return IsOpen() && blobColumn >= 0 && SelectRows(connection_->engine.get(), table, blobColumn, output);
+  });
+}
+
+bool Database::ExecSQL(std::string sql, RowCallback callback, void* user) {
+  return NoThrow([&] {
+    if (!IsOpen()) {
+      return false;
+    }
+    Statement statement = Prepare(connection_->engine.get(), sql);
+    if (!statement) {
+      return false;
+    }
+    // What has no result, BEGIN included, belongs to writing: a transaction must begin on the connection that
+    // writes.
+    const bool readOnly = sqlite3_stmt_readonly(statement.get()) != 0;
+    if (!connection_->writable && (!readOnly || sqlite3_column_count(statement.get()) == 0)) {
+      statement.reset();
+      if (!connection_->MakeWritable() && !readOnly) {
+        return false;
+      }
+      statement = Prepare(connection_->engine.get(), sql);
+    }
+    return statement && StepThrough(statement.get(), callback, user);
+  });
+}
+
+}  // namespace qvsql

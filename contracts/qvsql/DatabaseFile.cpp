@@ -1,0 +1,190 @@
+// What can be known and done about a database file before and beside the engine.
+//
+// A database file begins with a header of 100 bytes, of which this file reads:
+//   0   16 bytes  "SQLite format 3" and a NUL
+//   16  2 bytes   page size, big-endian: a power of two from 512 to 32768, or 1 for 65536
+//   18  1 byte    write version: 1 with a rollback journal, 2 in write-ahead mode
+//   19  1 byte    read version: the same
+// Source: the engine's documentation of its file format.
+
+#include "DatabaseFile.h"
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <random>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace qvsql {
+namespace {
+
+constexpr std::string_view kMagic("SQLite format 3\0", 16);
+constexpr std::size_t kHeaderSize = 100;
+constexpr std::array<std::string_view, 3> kSideFiles = {"-journal", "-wal", "-shm"};
+
+using HeaderBytes = std::array<unsigned char, kHeaderSize>;
+
+bool ReadHeader(const std::string& path, HeaderBytes& header) {
+  // Unbuffered: of a folder full of photos nothing but these bytes is to be read.
+  std::FILE* const file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    return false;
+  }
+  std::setvbuf(file, nullptr, _IONBF, 0);
+  const bool whole = std::fread(header.data(), 1, header.size(), file) == header.size();
+  std::fclose(file);
+  return whole;
+}
+
+bool IsDatabaseHeader(const HeaderBytes& header) {
+  const std::string_view text(reinterpret_cast<const char*>(header.data()), header.size());
+  const std::uint32_t pageSize = header[16] * 256U + header[17];
+  const bool pageSizeHolds = pageSize == 1 || (std::has_single_bit(pageSize) && pageSize >= 512);
+  return text.substr(0, kMagic.size()) == kMagic && pageSizeHolds;
+}
+
+bool InWriteAheadMode(const HeaderBytes& header) {
+  return header[18] == 2 || header[19] == 2;
+}
+
+/// Where the side files are: beside the file itself, also when `path` is a link to it.
+std::string RealPath(const std::string& path) {
+  std::error_code error;
+  const fs::path real = fs::canonical(path, error);
+  return error ? path : real.string();
+}
+
+bool HasContent(const std::string& path) {
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  return !error && size > 0;
+}
+
+bool NamesFile(const std::string& path) {
+  return !path.empty() && path.find('\0') == std::string::npos;
+}
+
+/// Size and time of last change of a database and its side files: equal before and after a copy when nobody
+/// wrote.
+struct Stamp {
+  std::uintmax_t size = 0;
+  fs::file_time_type time;
+
+  friend bool operator==(const Stamp&, const Stamp&) = default;
+};
+
+std::vector<Stamp> StampsOf(const std::string& path) {
+  std::vector<Stamp> stamps;
+  for (const std::string_view suffix : {std::string_view(), kSideFiles[0], kSideFiles[1]}) {
+    const std::string file = path + std::string(suffix);
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(file, error);
+    const fs::file_time_type time = fs::last_write_time(file, error);
+    stamps.push_back(error ? Stamp{} : Stamp{size, time});
+  }
+  return stamps;
+}
+
+fs::path MakeTemporaryFolder() {
+  std::random_device random;
+  constexpr int kAttempts = 16;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const std::string name = "qvsql-" + std::to_string(random()) + "-" + std::to_string(random());
+    fs::path folder = fs::temp_directory_path() / name;
+    if (fs::create_directory(folder)) {
+      fs::permissions(folder, fs::perms::owner_all);
+      return folder;
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+FileState Inspect(const std::string& path) noexcept {
+  try {
+    std::error_code error;
+    HeaderBytes header{};
+    // The kind comes first: opening a FIFO would block, opening a device may set it going.
+    if (!NamesFile(path) || !fs::is_regular_file(path, error) || !ReadHeader(path, header) ||
+        !IsDatabaseHeader(header)) {
+      return FileState::kNotADatabase;
+    }
+    const bool unfinished =
+        InWriteAheadMode(header) || HasContent(RealPath(path) + std::string(kSideFiles[0]));
+    return unfinished ? FileState::kUnfinished : FileState::kClean;
+  } catch (const std::exception&) {
+    return FileState::kNotADatabase;
+  }
+}
+
+bool CreateExclusively(const std::string& path) noexcept {
+  if (!NamesFile(path)) {
+    return false;
+  }
+  std::FILE* const file = std::fopen(path.c_str(), "wbx");
+  return file != nullptr && std::fclose(file) == 0;
+}
+
+void RemoveSideFiles(const std::string& path) noexcept {
+  try {
+    for (const std::string_view suffix : kSideFiles) {
+      const std::string file = path + std::string(suffix);
+      std::error_code error;
+      if (fs::is_regular_file(file, error)) {
+        fs::remove(file, error);
+      }
+    }
+  } catch (const std::exception&) {
+    return;  // out of memory: the engine will refuse what does not fit the new file
+  }
+}
+
+TemporaryCopy::~TemporaryCopy() {
+  if (!folder_.empty()) {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+  }
+}
+
+bool TemporaryCopy::Make(const std::string& path) {
+  const std::string source = RealPath(path);
+  folder_ = MakeTemporaryFolder();
+  if (folder_.empty()) {
+    return false;
+  }
+  constexpr int kAttempts = 3;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const std::vector<Stamp> before = StampsOf(source);
+    bool whole = true;
+    for (const std::string_view suffix : {std::string_view(), kSideFiles[0], kSideFiles[1]}) {
+      const std::string from = source + std::string(suffix);
+      const std::string to = Path() + std::string(suffix);
+      std::error_code error;
+      fs::remove(to, error);
+      if (fs::is_regular_file(from, error)) {
+        fs::copy_file(from, to, error);
+        whole = whole && !error;
+        // The copy must be writable for the engine to finish what was begun, whatever the original allows.
+        fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, error);
+      }
+    }
+    if (whole && StampsOf(source) == before) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string TemporaryCopy::Path() const {
+  return (folder_ / "copy.db").string();
+}
+
+}  // namespace qvsql

@@ -1,0 +1,25 @@
+// Texts in the fixed character arrays of records. Private: not installed.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace qvprj {
+
+/// The text of an array: up to its first NUL, or all of it when there is none.
+template <std::size_t Size>
+[[nodiscard]] std::string TextOf(const char (&array)[Size]) {
+  return {array, std::find(array, array + Size, '\0')};
+}
+
+/// Copies `text` to `dst`, which has room for `capacity` characters (at least 1): what fits with a NUL behind
+/// it.
+inline void CopyText(char* dst, std::size_t capacity, std::string_view text) {
+  const std::size_t count = std::min(capacity - 1, text.size());
+  std::copy_n(text.data(), count, dst);
+  dst[count] = '\0';
+}
+
+}  // namespace qvprj

@@ -1,0 +1,17 @@
+// The one way in which an operation of this library fails. Private: not installed.
+#pragma once
+
+namespace qvprj {
+
+/// Runs an operation that returns bool; whatever it throws (memory that is not to be had, in practice) is a
+/// false.
+template <class Operation>
+[[nodiscard]] bool NoThrow(Operation&& operation) noexcept {
+  try {
+    return operation();
+  } catch (...) {
+    return false;
+  }
+}
+
+}  // namespace qvprj

@@ -1,0 +1,112 @@
+// A project as a pair of files: opening, saving and copying it.
+
+#include <exception>
+#include <utility>
+
+#include "qvfd/BinaryData.h"
+#include "qvfd/PathHelper.h"
+#include "qvprj/project/NoThrow.h"
+#include "qvprj/project/QvProject.h"
+#include "qvsql/Database.h"
+
+namespace qvprj {
+namespace {
+
+constexpr char kTrackFileExtension[] = ".gb";
+
+/// Stored in track files and not interpreted.
+constexpr int kTrackFileTag = 1;
+
+/// Whether `path` can name a project database beside which a track file of another name can stand.
+bool NamesPair(const std::string& path) {
+  const std::string title = qvfd::PathHelper::GetFileTitle2(path);
+  const std::string extension = qvfd::PathHelper::GetFileExtension(path);
+  const std::string trackFile = title + kTrackFileExtension;
+#if defined(_WIN32)
+  const bool sameFile = _stricmp((title + extension).c_str(), trackFile.c_str()) == 0;
+#else
+  const bool sameFile = title + extension == trackFile;
+#endif
+  return !title.empty() && !sameFile;
+}
+
+}  // namespace
+
+std::string QvProject::GetTrackFileName(std::string path) {
+  const std::string directory = qvfd::PathHelper::GetFileDirectory(path);
+  const std::string title = qvfd::PathHelper::GetFileTitle2(path);
+  return qvfd::PathHelper::Merge(directory, title + kTrackFileExtension);
+}
+
+bool QvProject::OpenPrj(std::string path) {
+  return NoThrow([&] {
+    qvsql::Database database;
+    if (!database.Open(path) || !database.IsOpen()) {
+      return false;
+    }
+    // Images come before everything that refers to images: those readers drop what refers to an unknown one.
+    if (!ReadPrjRecords(database, path) || !ReadImageRecords(database) || !ReadCameraRecords(database)) {
+      return false;
+    }
+    // From here on a project opens with whatever can be read.
+    qvfd::BinaryData blobs(kTrackFileTag);
+    blobs.Read(GetTrackFileName(path));
+    if (!ReadFeatures(database)) {
+      static_cast<void>(ReadFeatures(blobs));
+    }
+    if (!ReadMatches(database)) {
+      static_cast<void>(ReadMatches(blobs));
+    }
+    static_cast<void>(ReadGCPRecords(database));
+    static_cast<void>(ReadCPRecords(database));
+    static_cast<void>(ReadTracks(blobs));
+    return true;
+  });
+}
+
+bool QvProject::QuickOpenPrj(std::string path) {
+  return NoThrow([&] {
+    qvsql::Database database;
+    return database.Open(path) && database.IsOpen() && ReadPrjRecords(database, path);
+  });
+}
+
+bool QvProject::Save(std::string path) {
+  return NoThrow([&] {
+    if (!NamesPair(path)) {
+      return false;
+    }
+    const std::string trackFile = GetTrackFileName(path);
+    prjInfo_.file_path = path;
+    for (const std::string& oldFile : {path, trackFile}) {
+      if (qvfd::PathHelper::IsFileExisted(oldFile)) {
+        qvfd::PathHelper::RemoveFile(oldFile);
+      }
+    }
+    {
+      qvsql::Database database;
+      const bool saved = database.Create(path) && CreateCameraTable(database) &&
+                         WriteCameraRecords(database) && CreateImageTable(database) &&
+                         WriteImageRecords(database) && CreatePrjTable(database) &&
+                         WritePrjRecords(database) && CreateGCPTable(database) && WriteGCPRecords(database) &&
+                         CreateCPTable(database) && WriteCPRecords(database);
+      if (!saved) {
+        return false;
+      }
+    }
+    qvfd::BinaryData blobs(kTrackFileTag);
+    return WriteFeatures(blobs) && WriteMatches(blobs) && WriteTracks(blobs) && blobs.Write(trackFile);
+  });
+}
+
+void QvProject::CopyTo(std::string source, std::string target) {
+  static_cast<void>(NoThrow([&] {
+    const std::string sourceTracks = GetTrackFileName(source);
+    const std::string targetTracks = GetTrackFileName(target);
+    qvfd::PathHelper::CopyFile2(std::move(source), std::move(target));
+    qvfd::PathHelper::CopyFile2(sourceTracks, targetTracks);
+    return true;
+  }));
+}
+
+}  // namespace qvprj
