@@ -8,13 +8,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "detail/Windows.h"
 #include "qvfd/ReplaceFile.h"
-
-#if defined(_WIN32)
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
-#include <windows.h>
-#endif
 
 namespace fs = std::filesystem;
 

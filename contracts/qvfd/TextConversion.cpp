@@ -8,9 +8,7 @@
 #include "qvfd/Text.h"
 
 #if defined(_WIN32)
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
-#include <windows.h>
+#include "detail/Windows.h"
 #else
 #include <iconv.h>
 #include <langinfo.h>

@@ -26,12 +26,7 @@
 
 #include "DatabaseFile.h"
 #include "detail/NumberText.h"
-
-#if defined(_WIN32)
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
-#include <windows.h>
-#endif
+#include "detail/Windows.h"
 
 namespace qvsql {
 namespace {
@@ -83,12 +78,33 @@ bool Run(sqlite3* engine, const char* sql) {
   return sqlite3_exec(engine, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+enum class Access {
+  kRead,
+  kReadAsItStands,  ///< without locks, journals or logs: for a file to which nobody is writing
+  kWrite,
+};
+
+/// The URI by which the engine takes a file as it stands.
+std::string ImmutableUri(const std::string& path) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char c : EnginePath(path)) {
+    const auto byte = static_cast<unsigned char>(c);
+    uri += {'%', kDigits[byte / 16U], kDigits[byte % 16U]};
+  }
+  return uri + "?immutable=1";
+}
+
 /// A connection to the file at `path`; null when the engine cannot make one, or, where it is to write, not a
 /// writable one.
-Engine Connect(const std::string& path, bool writable) {
-  const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+Engine Connect(const std::string& path, Access access) {
+  const bool writable = access == Access::kWrite;
+  const bool asItStands = access == Access::kReadAsItStands;
+  const int flags = SQLITE_OPEN_NOMUTEX | (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                    (asItStands ? SQLITE_OPEN_URI : 0);
+  const std::string name = asItStands ? ImmutableUri(path) : EnginePath(path);
   sqlite3* raw = nullptr;
-  const int code = sqlite3_open_v2(EnginePath(path).c_str(), &raw, access | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int code = sqlite3_open_v2(name.c_str(), &raw, flags, nullptr);
   Engine engine(raw);
   if (code != SQLITE_OK || (writable && sqlite3_db_readonly(raw, "main") != 0)) {
     return nullptr;
@@ -495,7 +511,7 @@ struct Database::Connection {
     if (writable) {
       return true;
     }
-    Engine writer = Connect(path, true);
+    Engine writer = Connect(path, Access::kWrite);
     if (!writer) {
       return false;
     }
@@ -514,18 +530,19 @@ Database& Database::operator=(Database&&) noexcept = default;
 bool Database::Open(std::string path) {
   connection_.reset();
   return NoThrow([&] {
-    const FileState state = Inspect(path);
+    const FileState state = Inspect(path);  // first of all: most files of a folder are no databases
     if (state == FileState::kNotADatabase) {
       return false;
     }
     auto connection = std::make_unique<Connection>();
     connection->path = path;
-    if (state == FileState::kUnfinished) {
-      // The copy is opened for writing, so that the engine can finish there what was begun.
-      connection->engine =
-          connection->copy.emplace().Make(path) ? Connect(connection->copy->Path(), true) : nullptr;
-    } else {
-      connection->engine = Connect(path, false);
+    if (state == FileState::kClean) {
+      connection->engine = Connect(path, Access::kRead);
+    } else if (state == FileState::kClosedLog) {
+      connection->engine = Connect(path, Access::kReadAsItStands);
+    } else if (connection->copy.emplace().Make(path)) {
+      // For writing, so that the engine can finish in the copy what was begun.
+      connection->engine = Connect(connection->copy->Path(), Access::kWrite);
     }
     if (!connection->engine || !Run(connection->engine.get(), "PRAGMA schema_version")) {
       return false;
@@ -544,7 +561,7 @@ bool Database::Create(std::string path) {
     RemoveSideFiles(path);
     auto connection = std::make_unique<Connection>();
     connection->path = path;
-    connection->engine = Connect(path, true);
+    connection->engine = Connect(path, Access::kWrite);
     connection->writable = true;
     // A journal in memory can undo a failed call and costs nothing while the file only grows. The last
     // statement makes the engine write its header: a valid database from the start.

@@ -58,8 +58,11 @@ class QVSQL_API Database {
   /// its header.
   ///
   /// The file is opened for reading and turns writable when something is first written, so a database that is
-  /// only read, and its folder, stay as they were. One that was left behind in the middle of a write, or in
-  /// write-ahead mode, is read through a temporary copy.
+  /// only read, and its folder, stay as they were. One that was left behind in the middle of a write is read
+  /// through a temporary copy.
+  ///
+  /// Where locks belong to processes and not to handles (POSIX), opening a file gives up the locks that this
+  /// process holds on it by other means, as closing any handle of it does there.
   [[nodiscard]] bool Open(std::string path);
 
   /// Creates a new database file and leaves it open. False, and nothing changed, when something is at `path`

@@ -27,7 +27,9 @@ namespace {
 
 constexpr std::string_view kMagic("SQLite format 3\0", 16);
 constexpr std::size_t kHeaderSize = 100;
-constexpr std::array<std::string_view, 3> kSideFiles = {"-journal", "-wal", "-shm"};
+constexpr char kJournal[] = "-journal";
+constexpr char kLog[] = "-wal";
+constexpr char kLogIndex[] = "-shm";
 
 using HeaderBytes = std::array<unsigned char, kHeaderSize>;
 
@@ -82,8 +84,8 @@ struct Stamp {
 
 std::vector<Stamp> StampsOf(const std::string& path) {
   std::vector<Stamp> stamps;
-  for (const std::string_view suffix : {std::string_view(), kSideFiles[0], kSideFiles[1]}) {
-    const std::string file = path + std::string(suffix);
+  for (const char* const suffix : {"", kJournal, kLog}) {
+    const std::string file = path + suffix;
     std::error_code error;
     const std::uintmax_t size = fs::file_size(file, error);
     const fs::file_time_type time = fs::last_write_time(file, error);
@@ -117,9 +119,11 @@ FileState Inspect(const std::string& path) noexcept {
         !IsDatabaseHeader(header)) {
       return FileState::kNotADatabase;
     }
-    const bool unfinished =
-        InWriteAheadMode(header) || HasContent(RealPath(path) + std::string(kSideFiles[0]));
-    return unfinished ? FileState::kUnfinished : FileState::kClean;
+    const std::string real = RealPath(path);
+    if (HasContent(real + kJournal) || (InWriteAheadMode(header) && HasContent(real + kLog))) {
+      return FileState::kUnfinished;
+    }
+    return InWriteAheadMode(header) ? FileState::kClosedLog : FileState::kClean;
   } catch (const std::exception&) {
     return FileState::kNotADatabase;
   }
@@ -135,8 +139,8 @@ bool CreateExclusively(const std::string& path) noexcept {
 
 void RemoveSideFiles(const std::string& path) noexcept {
   try {
-    for (const std::string_view suffix : kSideFiles) {
-      const std::string file = path + std::string(suffix);
+    for (const char* const suffix : {kJournal, kLog, kLogIndex}) {
+      const std::string file = path + suffix;
       std::error_code error;
       if (fs::is_regular_file(file, error)) {
         fs::remove(file, error);
@@ -164,9 +168,9 @@ bool TemporaryCopy::Make(const std::string& path) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const std::vector<Stamp> before = StampsOf(source);
     bool whole = true;
-    for (const std::string_view suffix : {std::string_view(), kSideFiles[0], kSideFiles[1]}) {
-      const std::string from = source + std::string(suffix);
-      const std::string to = Path() + std::string(suffix);
+    for (const char* const suffix : {"", kJournal, kLog}) {
+      const std::string from = source + suffix;
+      const std::string to = Path() + suffix;
       std::error_code error;
       fs::remove(to, error);
       if (fs::is_regular_file(from, error)) {

@@ -10,7 +10,10 @@ namespace qvsql {
 enum class FileState {
   kNotADatabase,  ///< missing, no regular file, or with other content
   kClean,         ///< the file alone is the database
-  kUnfinished,    ///< write-ahead mode or a rollback journal: reading it in place would write into its folder
+  kClosedLog,   ///< the same, in write-ahead mode: reading it as other files are read would make a log beside
+                ///< it
+  kUnfinished,  ///< beside it stands a journal or a log that belongs to it: reading it in place would change
+                ///< both
 };
 
 /// Looks at the file's kind and header, not further; never blocks and creates nothing.

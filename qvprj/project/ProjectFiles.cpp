@@ -17,17 +17,20 @@ constexpr char kTrackFileExtension[] = ".gb";
 /// Stored in track files and not interpreted.
 constexpr int kTrackFileTag = 1;
 
+/// Whether a database of this extension would be its own track file.
+bool IsTrackFileExtension(std::string extension) {
+#if defined(_WIN32)
+  for (char& c : extension) {
+    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+#endif
+  return extension == kTrackFileExtension;
+}
+
 /// Whether `path` can name a project database beside which a track file of another name can stand.
 bool NamesPair(const std::string& path) {
-  const std::string title = qvfd::PathHelper::GetFileTitle2(path);
-  const std::string extension = qvfd::PathHelper::GetFileExtension(path);
-  const std::string trackFile = title + kTrackFileExtension;
-#if defined(_WIN32)
-  const bool sameFile = _stricmp((title + extension).c_str(), trackFile.c_str()) == 0;
-#else
-  const bool sameFile = title + extension == trackFile;
-#endif
-  return !title.empty() && !sameFile;
+  return !qvfd::PathHelper::GetFileTitle2(path).empty() &&
+         !IsTrackFileExtension(qvfd::PathHelper::GetFileExtension(path));
 }
 
 }  // namespace
