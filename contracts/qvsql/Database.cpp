@@ -302,13 +302,7 @@ bool BindRow(sqlite3_stmt* statement, const std::vector<Affinity>& affinities, c
 
 bool InsertRows(sqlite3* engine, const std::string& table, const Rows& rows) {
   const auto affinities = AffinitiesOf(engine, table);
-  if (!affinities) {
-    return false;
-  }
-  if (rows.Count() == 0) {
-    return true;
-  }
-  if (affinities->size() != static_cast<std::size_t>(rows.columns)) {
+  if (!affinities || affinities->size() != static_cast<std::size_t>(rows.columns)) {
     return false;
   }
   std::string sql = "INSERT INTO " + Quoted(table) + " VALUES (?";
@@ -520,6 +514,17 @@ struct Database::Connection {
     writable = true;
     return true;
   }
+
+  bool Add(const std::string& table, const Rows& rows) {
+    if (!AreWhole(rows)) {
+      return false;
+    }
+    if (rows.Count() == 0) {
+      return AffinitiesOf(engine.get(), table)
+          .has_value();  // nothing to write: only the table has to be there
+    }
+    return MakeWritable() && InsertRows(engine.get(), table, rows);
+  }
 };
 
 Database::Database() = default;
@@ -613,18 +618,15 @@ bool Database::CreateTable(std::string name, std::vector<Field> fields) {
 
 bool Database::AddRecords(std::string table, const std::vector<std::string>& values, int columns) {
   return NoThrow([&] {
-    const Rows rows{values, columns, kNoBlobColumn, {}, {}};
-    return IsOpen() && AreWhole(rows) && connection_->MakeWritable() &&
-           InsertRows(connection_->engine.get(), table, rows);
+    return IsOpen() && connection_->Add(table, {values, columns, kNoBlobColumn, {}, {}});
   });
 }
 
 bool Database::AddRecords(std::string table, const std::vector<std::string>& values, int columns,
                           int blobColumn, std::vector<void*> blobs, std::vector<int> blobSizes) {
   return NoThrow([&] {
-    const Rows rows{values, columns, blobColumn, blobs, blobSizes};
-    return IsOpen() && blobColumn >= 0 && AreWhole(rows) && connection_->MakeWritable() &&
-           InsertRows(connection_->engine.get(), table, rows);
+    return IsOpen() && blobColumn >= 0 &&
+           connection_->Add(table, {values, columns, blobColumn, blobs, blobSizes});
   });
 }
 

@@ -14,9 +14,12 @@ template <std::size_t Size>
   return {array, std::find(array, array + Size, '\0')};
 }
 
-/// Copies `text` to `dst`, which has room for `capacity` characters (at least 1): what fits with a NUL behind
-/// it.
+/// Copies `text` to `dst`, which has room for `capacity` characters: what fits with a NUL behind it. Nothing
+/// where not even the NUL fits.
 inline void CopyText(char* dst, std::size_t capacity, std::string_view text) {
+  if (capacity == 0) {
+    return;
+  }
   const std::size_t count = std::min(capacity - 1, text.size());
   std::copy_n(text.data(), count, dst);
   dst[count] = '\0';

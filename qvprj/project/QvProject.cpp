@@ -2,6 +2,8 @@
 
 #include "qvprj/project/QvProject.h"
 
+#include <algorithm>
+
 #include "qvprj/project/FixedText.h"
 
 namespace qvprj {
@@ -24,7 +26,7 @@ void QvProject::CopyTo(QvProject& target) {
 }
 
 void QvProject::string2char(char* dst, int capacity, std::string text) {
-  CopyText(dst, static_cast<std::size_t>(capacity), text);
+  CopyText(dst, static_cast<std::size_t>(std::max(capacity, 0)), text);
 }
 
 }  // namespace qvprj
