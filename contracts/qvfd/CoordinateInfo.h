@@ -67,6 +67,7 @@ class QVFD_API QvConfiguration {
   /// Registers a system of the host's own. False, and nothing changed, when its id is negative or taken.
   bool AddCoordinate(CoordinateInfo info);
 
+  ~QvConfiguration() = default;
   QvConfiguration(const QvConfiguration&) = delete;
   QvConfiguration& operator=(const QvConfiguration&) = delete;
 

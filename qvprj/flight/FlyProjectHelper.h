@@ -13,8 +13,9 @@
 
 namespace qvprj {
 
-/// Lists the missions of a flight database and turns one of them into a project. It holds nothing. The flight
-/// database and its folder are only read and stay byte for byte as they were. Operations throw nothing.
+/// Lists the missions of a flight database and turns one of them into a project. It holds nothing, so copying
+/// or assigning one copies nothing. The flight database and its folder are only read and stay byte for byte
+/// as they were. Operations throw nothing.
 class QVPRJ_API FlyProjectHelper {
  public:
   /// One flown mission. Texts are in the local code page; what the database has as NULL is the text "NULL".
@@ -25,12 +26,6 @@ class QVPRJ_API FlyProjectHelper {
     std::string project_name;      ///< from a sibling database; empty when none knows the project
     std::string created_at;        ///< as stored
   };
-
-  FlyProjectHelper() = default;
-  FlyProjectHelper(const FlyProjectHelper&) = default;
-
-  /// Copies nothing: there is nothing to copy.
-  FlyProjectHelper& operator=(const FlyProjectHelper& other);
 
   /// Appends the missions of the flight database at `path` that have position records to `missions`, the
   /// newest first. Their projects' names come from the other databases in the folder of `path`: of every file
