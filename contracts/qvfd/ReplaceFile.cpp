@@ -13,12 +13,18 @@ namespace {
 
 /// Takes the temporary file away again, whichever way the writing ends; after the rename there is nothing to
 /// take.
-struct Remover {
-  const std::string& path;
+class Remover {
+ public:
+  explicit Remover(const std::string& path) : path_(path) {}
   ~Remover() {
     std::error_code ignored;
-    fs::remove(path, ignored);
+    fs::remove(path_, ignored);
   }
+  Remover(const Remover&) = delete;
+  Remover& operator=(const Remover&) = delete;
+
+ private:
+  const std::string& path_;
 };
 
 }  // namespace
@@ -35,7 +41,7 @@ bool ReplaceFile(const std::string& target, const std::function<bool(const std::
   std::array<char, 32> unique{};
   GenerateGUID(unique.data());
   const std::string temporary = target + ".tmp-" + std::string(unique.data(), unique.size());
-  const Remover remover{temporary};
+  const Remover remover(temporary);
   if (!write(temporary)) {
     return false;
   }

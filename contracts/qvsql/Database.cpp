@@ -187,8 +187,10 @@ std::optional<std::vector<Affinity>> AffinitiesOf(sqlite3* engine, const std::st
   if (!statement) {
     return std::nullopt;
   }
+  const int columns = sqlite3_column_count(statement.get());
   std::vector<Affinity> affinities;
-  for (int column = 0; column < sqlite3_column_count(statement.get()); ++column) {
+  affinities.reserve(static_cast<std::size_t>(columns));
+  for (int column = 0; column < columns; ++column) {
     affinities.push_back(AffinityOf(sqlite3_column_decltype(statement.get(), column)));
   }
   return affinities;

@@ -48,10 +48,6 @@ std::string KeyedQuery(const char* query, const std::string& missionId) {
 
 }  // namespace
 
-FlyProjectHelper& FlyProjectHelper::operator=(const FlyProjectHelper& /*other*/) {
-  return *this;
-}
-
 bool FlyProjectHelper::QuickRead(std::string path, std::vector<FlyPrjInfo>& missions) {
   return NoThrow([&] {
     constexpr std::size_t kColumns = 4;
