@@ -1,0 +1,193 @@
+// qvprj import: one mission of a flight database becomes a saved project.
+#include "commands/Import.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "common/CameraFile.h"
+#include "common/DatabaseFiles.h"
+#include "common/Failure.h"
+#include "common/Json.h"
+#include "common/Missions.h"
+#include "common/ProjectPair.h"
+#include "common/Text.h"
+
+namespace qvapp {
+namespace {
+
+constexpr const char* kFooter =
+    "The flight database knows no camera: the images refer to camera 0, which --camera adds. The file\n"
+    "holds one JSON object, or an array of them, with width and height in pixels, ccdwidth, ccdheight\n"
+    "and focallength in millimetres, and, where they are known, id (0), name, x0, y0, distortion_type,\n"
+    "k1, k2, k3, p1, p2, alpha, beta, n1, n2, n3.\n"
+    "\n"
+    "With --json: {\"flight\", \"mission\": {\"id\", \"name\", \"project\", \"project_id\", \"created\"},\n"
+    "\"images\", \"cameras\", \"missing_camera_id\", \"files\": {\"database\": {\"path\", \"bytes\"},\n"
+    "\"track_file\": {\"path\", \"bytes\"}}}; \"missing_camera_id\" is null where the camera is there.\n"
+    "\n"
+    "Example:\n"
+    "  qvprj import flight.db --mission latest --out survey.db --operator 'A. Surveyor'";
+
+/// What every imported image refers to.
+constexpr int kImportedCamera = 0;
+
+/// A saved project keeps one byte less: the array's NUL.
+constexpr int kOperatorCapacity = 64;
+
+struct Result {
+  Mission mission;
+  ProjectPair pair;
+  int images = 0;
+  int cameras = 0;
+  bool camera_missing = false;
+};
+
+void RequireRightUsage(const ImportOptions& options) {
+  RequireProjectName(options.out);
+  const ProjectPair pair = PairOf(options.out);
+  RequireApart(pair, options.flight);
+  if (options.camera_file) {
+    RequireApart(pair, *options.camera_file);
+  }
+  if (options.operator_name.size() >= std::size_t{kOperatorCapacity}) {
+    throw Failure(
+        "--operator",
+        "the name has " + Counted(options.operator_name.size(), "byte", "bytes") + ", a project keeps 63",
+        "shorten it", kWrongUsage);
+  }
+}
+
+void AddHostsPart(const ImportOptions& options, const std::vector<qvfd::CameraInfo>& cameras,
+                  qvprj::QvProject& project) {
+  project.string2char(project.GetPrjInfo().operator_name, kOperatorCapacity, options.operator_name);
+  for (const qvfd::CameraInfo& camera : cameras) {
+    project.GetCameraInfoSet().AddCamera(camera);
+  }
+}
+
+/// Generous: a row of an image takes about half of that.
+std::uintmax_t BytesNeeded(const qvprj::QvProject& project) {
+  constexpr std::uintmax_t kEmptyPair = std::uintmax_t{1} << 20U;
+  constexpr std::uintmax_t kImage = 512;
+  return kEmptyPair + kImage * static_cast<std::uintmax_t>(project.GetImageInfoSet().Size());
+}
+
+bool OpensAgain(const std::string& path, const qvprj::QvProject& saved) {
+  qvprj::QvProject opened;
+  return opened.OpenPrj(path) && opened.GetImageInfoSet().Size() == saved.GetImageInfoSet().Size() &&
+         opened.GetCameraInfoSet().Size() == saved.GetCameraInfoSet().Size();
+}
+
+void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& console) {
+  const StatusLine status(console, "Saving", pair.database);
+  NewPair files(pair);
+  if (!project.Save(pair.database)) {
+    const std::string left = files.Undo();
+    throw Failure(pair.database, "cannot be saved: " + WhyNotWritable(pair.database, BytesNeeded(project)),
+                  "make room, or choose another place; " + left);
+  }
+  if (!OpensAgain(pair.database, project)) {
+    const std::string left = files.Undo();
+    throw Failure(pair.database, "was saved, but does not open again as it was saved",
+                  "check the disk; " + left);
+  }
+  files.Keep();
+}
+
+Result Import(const ImportOptions& options, Console& console) {
+  RequireRightUsage(options);
+  RequireDatabase(options.flight, DatabaseKind::kFlight);
+  const auto cameras =
+      options.camera_file ? ReadCameraFile(*options.camera_file) : std::vector<qvfd::CameraInfo>();
+  const ProjectPair pair = PairOf(options.out);
+  RequireFree(pair, options.force);
+
+  qvprj::QvProject project;
+  Mission mission;
+  {
+    const StatusLine status(console, "Reading", options.flight);
+    const std::vector<Mission> missions = ListMissions(options.flight);
+    mission = ChooseMission(options.flight, missions, options.mission);
+    ReadMission(options.flight, mission, project);
+  }
+  AddHostsPart(options, cameras, project);
+  SaveAndCheck(pair, project, console);
+
+  const int images = project.GetImageInfoSet().Size();
+  const bool cameraMissing = project.GetCameraInfoSet().FindCamera(kImportedCamera) == nullptr;
+  return {std::move(mission), pair, images, project.GetCameraInfoSet().Size(), cameraMissing && images > 0};
+}
+
+void PrintAsJson(const ImportOptions& options, const Result& result, std::ostream& out) {
+  const Mission& mission = result.mission;
+  PrintJson(out,
+            {{"flight", JsonText(options.flight)},
+             {"mission",
+              {{"id", JsonText(mission.id)},
+               {"name", JsonText(mission.flight_task_name)},
+               {"project", mission.project_name.empty() ? Json(nullptr) : JsonText(mission.project_name)},
+               {"project_id", JsonText(mission.project_id)},
+               {"created", JsonText(mission.created_at)}}},
+             {"images", result.images},
+             {"cameras", result.cameras},
+             {"missing_camera_id", result.camera_missing ? Json(kImportedCamera) : Json(nullptr)},
+             {"files", JsonFiles(result.pair)}});
+}
+
+void PrintAsText(const ImportOptions& options, const Result& result, std::ostream& out) {
+  const Mission& mission = result.mission;
+  out << "Imported from " << Printable(options.flight) << ":\n";
+  using enum Table::Align;
+  Table table({kLeft, kLeft});
+  table.Add({"mission", mission.flight_task_name + " (" + mission.id + ")"});
+  table.Add({"created", mission.created_at});
+  table.Add({"images", std::to_string(result.images)});
+  table.Add({"cameras", std::to_string(result.cameras)});
+  for (const std::string& file : {result.pair.database, result.pair.track_file}) {
+    table.Add({"file", file + ", " + std::to_string(FileBytes(file).value_or(0)) + " bytes"});
+  }
+  table.Print(out, "  ");
+  if (result.camera_missing) {
+    out << "The images refer to camera " << kImportedCamera
+        << ", which is not in the project yet. To add it, import with --camera FILE.json\n"
+           "(see 'qvprj import --help').\n";
+  }
+}
+
+}  // namespace
+
+int RunImport(const ImportOptions& options, Console& console) {
+  return Reported(console.err, [&] {
+    const Result result = Import(options, console);
+    const auto print = options.json ? PrintAsJson : PrintAsText;
+    print(options, result, console.out);
+    return kDone;
+  });
+}
+
+void AddImport(CLI::App& program, Action& action) {
+  const auto options = std::make_shared<ImportOptions>();
+  CLI::App* const command =
+      program.add_subcommand("import", "Make a project of one mission of a flight database");
+  command->add_option("FLIGHT.db", options->flight, "the database that the flight controller left behind")
+      ->required();
+  command
+      ->add_option("--mission", options->mission,
+                   "which mission: its id, 'latest', or its name when no other has it")
+      ->required()
+      ->type_name("ID|NAME|latest");
+  command->add_option("--out", options->out, "the project to make; its track file SURVEY.gb comes beside it")
+      ->required()
+      ->type_name("SURVEY.db");
+  command->add_option("--operator", options->operator_name, "who flew, at most 63 bytes")->type_name("NAME");
+  command->add_option("--camera", options->camera_file, "the camera, or cameras, to add")
+      ->type_name("FILE.json");
+  command->add_flag("--force", options->force, "replace a project that is there already");
+  command->add_flag("--json", options->json, "print one JSON document");
+  command->footer(kFooter);
+  command->callback(
+      [options, &action] { action = [options](Console& console) { return RunImport(*options, console); }; });
+}
+
+}  // namespace qvapp

@@ -1,0 +1,322 @@
+// qvprj info: what a project holds.
+#include "commands/Info.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <span>
+#include <utility>
+
+#include "common/DatabaseFiles.h"
+#include "common/Failure.h"
+#include "common/Json.h"
+#include "common/ProjectPair.h"
+#include "common/Text.h"
+#include "qvfd/BinaryData.h"
+#include "qvfd/PathHelper.h"
+#include "qvprj/project/QvProject.h"
+
+namespace qvapp {
+namespace {
+
+constexpr const char* kFooter =
+    "Extent and heights are those of the images as flown; what has no finite number is left out.\n"
+    "\n"
+    "With --json: {\"file\", \"project\": {\"id\", \"name\", \"operator\", \"date\", \"description\", "
+    "\"height\",\n"
+    "\"coordinate_id\", \"coordinate_name\", \"uavtype\", \"nadir\"}, \"cameras\", \"images\", "
+    "\"enabled_images\",\n"
+    "\"strips\", \"control_points\", \"control_point_measurements\", \"features\": {\"images\", "
+    "\"points\"},\n"
+    "\"matches\": {\"pairs\", \"matches\"}, \"tracks\", \"extent\": {\"x_min\", \"x_max\", \"y_min\", "
+    "\"y_max\"},\n"
+    "\"height_range\": {\"z_min\", \"z_max\"}, \"track_file_state\" (\"ok\", \"missing\" or \"damaged\"), "
+    "\"files\":\n"
+    "{\"database\": {\"path\", \"bytes\"}, \"track_file\": {\"path\", \"bytes\"}}}; null for what there is "
+    "not.\n"
+    "\n"
+    "Example:\n"
+    "  qvprj info survey.db";
+
+/// Smallest and largest of some numbers.
+struct Span {
+  double least;
+  double most;
+};
+
+class SpanOf {
+ public:
+  void Take(double value) {
+    if (!std::isfinite(value)) {
+      return;
+    }
+    if (!span_) {
+      span_ = Span{value, value};
+      return;
+    }
+    span_->least = std::min(span_->least, value);
+    span_->most = std::max(span_->most, value);
+  }
+
+  [[nodiscard]] const std::optional<Span>& Get() const { return span_; }
+
+ private:
+  std::optional<Span> span_;
+};
+
+struct ImageFacts {
+  int images = 0;
+  int enabled = 0;
+  std::size_t strips = 0;
+  std::optional<Span> x;
+  std::optional<Span> y;
+  std::optional<Span> z;
+};
+
+/// Of a map to lists: how many lists have an element, and how many elements there are.
+struct ListFacts {
+  std::size_t lists = 0;
+  std::size_t elements = 0;
+};
+
+struct Facts {
+  qvprj::PrjInfo record;
+  std::optional<std::string> coordinate_name;  ///< none for a system that the registry does not know
+  int cameras = 0;
+  ImageFacts images;
+  std::size_t control_points = 0;
+  std::size_t measurements = 0;
+  ListFacts features;
+  ListFacts matches;
+  std::size_t tracks = 0;
+  ProjectPair pair;
+  const char* track_file_state = "";
+};
+
+ImageFacts LookAtImages(const qvfd::ImageInfoSet& images) {
+  ImageFacts facts;
+  std::set<int> strips;
+  SpanOf x;
+  SpanOf y;
+  SpanOf z;
+  facts.images = images.Size();
+  for (int position = 0; position < images.Size(); ++position) {
+    const qvfd::EOP& eop = images.GetImage(position)->GetEOP();
+    const qvfd::ImageInfoExt& extension = *images.GetImageExt(position);
+    facts.enabled += extension.enabled ? 1 : 0;
+    strips.insert(extension.strip_id);
+    x.Take(eop.x);
+    y.Take(eop.y);
+    z.Take(eop.z);
+  }
+  facts.strips = strips.size();
+  facts.x = x.Get();
+  facts.y = y.Get();
+  facts.z = z.Get();
+  return facts;
+}
+
+template <class Lists>
+ListFacts Count(const Lists& lists) {
+  ListFacts facts;
+  for (const auto& entry : lists) {
+    facts.lists += entry.second.empty() ? 0U : 1U;
+    facts.elements += entry.second.size();
+  }
+  return facts;
+}
+
+std::size_t CountMeasurements(const qvgcp::GCPPrj& control, const std::vector<int>& points) {
+  std::size_t count = 0;
+  for (const int id : points) {
+    std::map<int, qvfd::Point2_T<double>> measurements;
+    count += control.common_points.GetGroundPoint(id, measurements) ? measurements.size() : 0U;
+  }
+  return count;
+}
+
+/// The name under which the project database stores the system: that of a Chinese system begins with its
+/// datum.
+std::optional<std::string> CoordinateName(const qvprj::QvProject& project) {
+  const int id = project.GetPrjInfo().coordinate_id;
+  const qvfd::CoordinateInfo system = project.GetCoordinate();
+  if (id < 0 || system.id != id) {
+    return std::nullopt;
+  }
+  constexpr int kXian1980 = 2;
+  constexpr int kCgcs2000 = 3;
+  const char* const datum = system.type == kXian1980   ? "Xian 1980 "
+                            : system.type == kCgcs2000 ? "CGCS2000 "
+                                                       : "";
+  return datum + system.name;
+}
+
+/// Opening passes over a damaged track file, so it is read once more on its own. What `project` has of it is
+/// replaced meanwhile.
+const char* TrackFileState(const std::string& path, qvprj::QvProject& project) {
+  if (!qvfd::PathHelper::IsFileExisted(path)) {
+    return "missing";
+  }
+  qvfd::BinaryData blobs(1);
+  if (!blobs.Read(path)) {
+    return "damaged";
+  }
+  const auto isWhole = [&blobs, &project](int id, bool (qvprj::QvProject::*read)(qvfd::BinaryData&)) {
+    std::span<const unsigned char> bytes;
+    return !blobs.ViewBlob(id, bytes) || (project.*read)(blobs);
+  };
+  const bool whole = isWhole(0, &qvprj::QvProject::ReadTracks) &&
+                     isWhole(1, &qvprj::QvProject::ReadFeatures) &&
+                     isWhole(2, &qvprj::QvProject::ReadMatches);
+  return whole ? "ok" : "damaged";
+}
+
+Facts Collect(const InfoOptions& options, Console& console) {
+  const StatusLine status(console, "Reading", options.project);
+  RequireDatabase(options.project, DatabaseKind::kProject);
+  qvprj::QvProject project;
+  if (!project.OpenPrj(options.project)) {
+    ThrowWhyNotProject(options.project);
+  }
+  std::vector<int> points;
+  project.GetGroundControl().ground_points.GetPointIndex(points);
+  Facts facts;
+  facts.record = project.GetPrjInfo();
+  facts.coordinate_name = CoordinateName(project);
+  facts.cameras = project.GetCameraInfoSet().Size();
+  facts.images = LookAtImages(project.GetImageInfoSet());
+  facts.control_points = points.size();
+  facts.measurements = CountMeasurements(project.GetGroundControl(), points);
+  facts.features = Count(project.GetFeatures());
+  facts.matches = Count(project.GetMatches());
+  facts.tracks = project.GetTracks().size();
+  facts.pair = PairOf(options.project);
+  facts.track_file_state = TrackFileState(facts.pair.track_file, project);
+  return facts;
+}
+
+Json RecordJson(const Facts& facts) {
+  const qvprj::PrjInfo& record = facts.record;
+  return {{"id", JsonText(FixedText(record.id))},
+          {"name", JsonText(FixedText(record.project_name))},
+          {"operator", JsonText(FixedText(record.operator_name))},
+          {"date", JsonText(FixedText(record.date))},
+          {"description", JsonText(FixedText(record.description))},
+          {"height", record.height},
+          {"coordinate_id", record.coordinate_id == -1 ? Json(nullptr) : Json(record.coordinate_id)},
+          {"coordinate_name", facts.coordinate_name ? JsonText(*facts.coordinate_name) : Json(nullptr)},
+          {"uavtype", record.uavtype},
+          {"nadir", record.nadir}};
+}
+
+Json ExtentJson(const ImageFacts& images) {
+  if (!images.x || !images.y) {
+    return nullptr;
+  }
+  return {{"x_min", images.x->least},
+          {"x_max", images.x->most},
+          {"y_min", images.y->least},
+          {"y_max", images.y->most}};
+}
+
+Json HeightsJson(const ImageFacts& images) {
+  if (!images.z) {
+    return nullptr;
+  }
+  return {{"z_min", images.z->least}, {"z_max", images.z->most}};
+}
+
+void PrintAsJson(const std::string& project, const Facts& facts, std::ostream& out) {
+  PrintJson(out, {{"file", JsonText(project)},
+                  {"project", RecordJson(facts)},
+                  {"cameras", facts.cameras},
+                  {"images", facts.images.images},
+                  {"enabled_images", facts.images.enabled},
+                  {"strips", facts.images.strips},
+                  {"control_points", facts.control_points},
+                  {"control_point_measurements", facts.measurements},
+                  {"features", {{"images", facts.features.lists}, {"points", facts.features.elements}}},
+                  {"matches", {{"pairs", facts.matches.lists}, {"matches", facts.matches.elements}}},
+                  {"tracks", facts.tracks},
+                  {"extent", ExtentJson(facts.images)},
+                  {"height_range", HeightsJson(facts.images)},
+                  {"track_file_state", facts.track_file_state},
+                  {"files", JsonFiles(facts.pair)}});
+}
+
+std::string CoordinateText(const Facts& facts) {
+  const int id = facts.record.coordinate_id;
+  if (id == -1) {
+    return "none (local)";
+  }
+  return std::to_string(id) + " (" + facts.coordinate_name.value_or("not known here") + ")";
+}
+
+std::string RangeText(const std::optional<Span>& span, std::string (*format)(double), const char* unit) {
+  return span ? format(span->least) + " to " + format(span->most) + unit : "none";
+}
+
+std::string FileText(const std::string& path, const std::string& state) {
+  const auto bytes = FileBytes(path);
+  return path + ": " + (bytes ? std::to_string(*bytes) + " bytes" : "missing") +
+         (state == "damaged" ? ", damaged: what it holds is lost or incomplete" : "");
+}
+
+void PrintAsText(const std::string& project, const Facts& facts, std::ostream& out) {
+  using enum Table::Align;
+  Table table({kLeft, kLeft});
+  const qvprj::PrjInfo& record = facts.record;
+  table.Add({"project", FixedText(record.project_name)});
+  table.Add({"id", FixedText(record.id)});
+  table.Add({"operator", FixedText(record.operator_name)});
+  table.Add({"date", FixedText(record.date)});
+  table.Add({"description", FixedText(record.description)});
+  table.Add({"flying height", Metres(record.height) + " m"});
+  table.Add({"coordinate system", CoordinateText(facts)});
+  table.Add({"aircraft type", std::to_string(record.uavtype)});
+  table.Add({"nadir", std::to_string(record.nadir)});
+  table.Add({"cameras", std::to_string(facts.cameras)});
+  table.Add({"images", std::to_string(facts.images.images) + ", " + std::to_string(facts.images.enabled) +
+                           " enabled, in " + Counted(facts.images.strips, "strip", "strips")});
+  table.Add({"control points", std::to_string(facts.control_points) + ", with " +
+                                   Counted(facts.measurements, "measurement", "measurements") +
+                                   " in images"});
+  table.Add({"features", std::to_string(facts.features.elements) + " in " +
+                             Counted(facts.features.lists, "image", "images")});
+  table.Add({"matches", std::to_string(facts.matches.elements) + " in " +
+                            Counted(facts.matches.lists, "image pair", "image pairs")});
+  table.Add({"tracks", std::to_string(facts.tracks)});
+  table.Add({"extent x", RangeText(facts.images.x, Degrees, " degrees")});
+  table.Add({"extent y", RangeText(facts.images.y, Degrees, " degrees")});
+  table.Add({"heights z", RangeText(facts.images.z, Metres, " m")});
+  table.Add({"database", FileText(facts.pair.database, "")});
+  table.Add({"track file", FileText(facts.pair.track_file, facts.track_file_state)});
+  out << Printable(project) << '\n';
+  table.Print(out, "  ");
+}
+
+}  // namespace
+
+int RunInfo(const InfoOptions& options, Console& console) {
+  return Reported(console.err, [&] {
+    const Facts facts = Collect(options, console);
+    const auto print = options.json ? PrintAsJson : PrintAsText;
+    print(options.project, facts, console.out);
+    return kDone;
+  });
+}
+
+void AddInfo(CLI::App& program, Action& action) {
+  const auto options = std::make_shared<InfoOptions>();
+  CLI::App* const command = program.add_subcommand("info", "Tell what a project holds");
+  command->add_option("SURVEY.db", options->project, "the project")->required();
+  command->add_flag("--json", options->json, "print one JSON document");
+  command->footer(kFooter);
+  command->callback(
+      [options, &action] { action = [options](Console& console) { return RunInfo(*options, console); }; });
+}
+
+}  // namespace qvapp

@@ -1,0 +1,15 @@
+// qvprj, the program: a table of its subcommands.
+#include <clocale>
+
+#include "commands/Copy.h"
+#include "commands/Import.h"
+#include "commands/Info.h"
+#include "commands/Missions.h"
+#include "common/Program.h"
+
+int main(int argc, char** argv) {
+  // Texts are in the user's encoding; numbers stay as they are written everywhere.
+  std::setlocale(LC_CTYPE, "");
+  return qvapp::RunProcess(argc, argv,
+                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCopy});
+}
