@@ -34,6 +34,9 @@ function(qvprj_library name)
     target_compile_definitions(${name} PUBLIC ${prefix}_STATIC)
   endif()
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/contracts)  # for detail/
+  if(UNIX AND NOT APPLE)
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")  # the libraries find each other
+  endif()
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     VERIFY_INTERFACE_HEADER_SETS ON)

@@ -26,8 +26,8 @@ inline std::string FormatInteger(std::int64_t value) {
 }
 
 /// Writes `value` into `buffer` and returns the end of the text. Whole numbers below 1e15 go without an
-/// exponent
-/// ("100000", not "1e+05"), so that a reader which expects an integer understands them; every NaN is "nan".
+/// exponent ("100000", not "1e+05"), so that a reader which expects an integer understands them; every NaN is
+/// "nan".
 inline char* FormatReal(double value, char (&buffer)[kNumberTextCapacity]) {
   constexpr double kPlainLimit = 1e15;
   char* const end = buffer + kNumberTextCapacity;
@@ -91,8 +91,7 @@ inline int ParseInteger(std::string_view text) {
 /// the first digit that is not zero stands, and the exponent, matter for that.
 inline bool IsTooLarge(std::string_view digits, bool hexadecimal) {
   const char exponentMark = hexadecimal ? 'p' : 'e';
-  std::int64_t scale =
-      0;  // digits between the point and the first digit that is not zero; negative behind it
+  std::int64_t scale = 0;  // digits from the first that is not zero to the point; negative behind the point
   bool pointSeen = false;
   bool counting = false;
   std::size_t i = 0;
@@ -136,8 +135,8 @@ inline double ParseReal(std::string_view text) {
   }
   double magnitude = 0.0;
   const auto format = hexadecimal ? std::chars_format::hex : std::chars_format::general;
-  if (hexadecimal && (text.front() | 0x20) > 'f') {
-    return signedValue(0.0);  // "0xinf" and "0xnan" are a zero followed by junk
+  if (hexadecimal && (text.front() == '-' || (text.front() | 0x20) > 'f')) {
+    return signedValue(0.0);  // "0xinf", "0xnan" and "0x-5" are a zero followed by junk
   }
   const auto result = std::from_chars(text.data(), text.data() + text.size(), magnitude, format);
   if (result.ec == std::errc::result_out_of_range) {

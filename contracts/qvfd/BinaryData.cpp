@@ -68,8 +68,7 @@ std::uint64_t Align(std::uint64_t offset) {
   return (offset + kAlignment - 1) / kAlignment * kAlignment;
 }
 
-// ---- Writing
-// -----------------------------------------------------------------------------------------------
+// ---- Writing ------------------------------------------------------------------------------------
 
 std::vector<unsigned char> HeaderBytes(const Header& header) {
   ByteWriter bytes;
@@ -139,8 +138,7 @@ bool WriteContainer(const std::string& path, int tag,
   return !file.fail();
 }
 
-// ---- Reading
-// -----------------------------------------------------------------------------------------------
+// ---- Reading ------------------------------------------------------------------------------------
 
 bool ReadAt(std::ifstream& file, std::uint64_t offset, std::vector<unsigned char>& bytes) {
   file.seekg(static_cast<std::streamoff>(offset));

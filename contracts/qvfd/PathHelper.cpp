@@ -6,7 +6,13 @@
 #include <cstddef>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <system_error>
+#include <utility>
+
+#if !defined(_WIN32)
+#include <dirent.h>
+#endif
 
 #include "detail/Windows.h"
 #include "qvfd/ReplaceFile.h"
@@ -60,6 +66,44 @@ bool IsRegularFile(const std::string& path) {
   std::error_code error;
   return NamesFile(path) && fs::is_regular_file(path, error);
 }
+
+#if defined(_WIN32)
+
+void AppendFiles(const std::string& directory, std::vector<std::string>& names) {
+  std::error_code error;
+  fs::directory_iterator entry(directory.empty() ? "." : directory, error);
+  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    std::error_code unknown;
+    if (entry->is_regular_file(unknown)) {
+      names.push_back(PathHelper::Merge(directory, entry->path().filename().string()));
+    }
+  }
+}
+
+#else
+
+struct FolderCloser {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+// Not with directory_iterator: the standard library ends the program where that one gets no memory.
+void AppendFiles(const std::string& directory, std::vector<std::string>& names) {
+  const std::unique_ptr<DIR, FolderCloser> folder(opendir(directory.empty() ? "." : directory.c_str()));
+  if (!folder || directory.find('\0') != std::string::npos) {
+    return;
+  }
+  while (const dirent* const entry = readdir(folder.get())) {
+    if (entry->d_type != DT_REG && entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN) {
+      continue;
+    }
+    std::string path = PathHelper::Merge(directory, static_cast<const char*>(entry->d_name));
+    if (entry->d_type == DT_REG || IsRegularFile(path)) {
+      names.push_back(std::move(path));
+    }
+  }
+}
+
+#endif
 
 }  // namespace
 
@@ -124,14 +168,7 @@ void PathHelper::CopyFile2(std::string from, std::string to) noexcept {
 void PathHelper::GetFileNames(std::string directory, std::vector<std::string>& names) noexcept {
   const std::size_t before = names.size();
   try {
-    std::error_code error;
-    fs::directory_iterator entry(directory.empty() ? "." : directory, error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-      std::error_code unknown;
-      if (entry->is_regular_file(unknown)) {
-        names.push_back(Merge(directory, entry->path().filename().string()));
-      }
-    }
+    AppendFiles(directory, names);
     std::sort(names.begin() + static_cast<std::ptrdiff_t>(before), names.end());
   } catch (const std::exception&) {
     names.resize(before);

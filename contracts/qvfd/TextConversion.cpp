@@ -64,14 +64,33 @@ const char* LocalCodeset() {
   return unchanged ? nullptr : codeset;
 }
 
-/// The length of the UTF-8 sequence that `text` begins with; 1 when it begins with no valid one.
+/// The length of the UTF-8 sequence that `text` begins with; 1 when it begins with no valid one. Source of the
+/// table: the Unicode standard, "Well-Formed UTF-8 Byte Sequences".
 std::size_t SequenceLength(std::string_view text) {
-  const auto lead = static_cast<unsigned char>(text.front());
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
-  const bool whole = text.size() >= length &&
-                     std::all_of(text.begin() + 1, text.begin() + static_cast<std::ptrdiff_t>(length),
-                                 [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; });
-  return whole ? length : 1;
+  struct Form {
+    unsigned char firstLead, lastLead, firstSecond, lastSecond;
+    std::size_t length;
+  };
+  constexpr std::array<Form, 8> kForms = {{{0xC2, 0xDF, 0x80, 0xBF, 2},
+                                           {0xE0, 0xE0, 0xA0, 0xBF, 3},
+                                           {0xE1, 0xEC, 0x80, 0xBF, 3},
+                                           {0xED, 0xED, 0x80, 0x9F, 3},
+                                           {0xEE, 0xEF, 0x80, 0xBF, 3},
+                                           {0xF0, 0xF0, 0x90, 0xBF, 4},
+                                           {0xF1, 0xF3, 0x80, 0xBF, 4},
+                                           {0xF4, 0xF4, 0x80, 0x8F, 4}}};
+  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  for (const Form& form : kForms) {
+    if (byte(0) < form.firstLead || byte(0) > form.lastLead || text.size() < form.length ||
+        byte(1) < form.firstSecond || byte(1) > form.lastSecond) {
+      continue;
+    }
+    const std::string_view others = text.substr(2, form.length - 2);
+    const bool whole = std::all_of(others.begin(), others.end(),
+                                   [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; });
+    return whole ? form.length : 1;
+  }
+  return 1;
 }
 
 class Converter {

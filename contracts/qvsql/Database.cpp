@@ -2,12 +2,10 @@
 //
 // What holds at every point:
 //   1. A connection that was opened, not created, cannot write until something is to be written; then a
-//   writable one
-//      takes its place (MakeWritable). So reading leaves file and folder as they were.
+//      writable one takes its place (MakeWritable). So reading leaves file and folder as they were.
 //   2. A statement is prepared and checked as a whole before its first step, and stepped through once.
 //   3. Numbers never pass through the engine's own text conversions, which are not exact: they are bound
-//   natively,
-//      read natively, and turned to and from text here.
+//      natively, read natively, and turned to and from text here.
 //   4. Nothing leaves this file by exception.
 
 #include "qvsql/Database.h"
@@ -25,6 +23,7 @@
 #include <utility>
 
 #include "DatabaseFile.h"
+#include "detail/NoThrow.h"
 #include "detail/NumberText.h"
 #include "detail/Windows.h"
 
@@ -37,16 +36,6 @@ struct EngineCloser {
 };
 using Engine = std::unique_ptr<sqlite3, EngineCloser>;
 using Statement = std::unique_ptr<sqlite3_stmt, EngineCloser>;
-
-/// The one way in which an operation fails, whatever happens inside.
-template <class Operation>
-bool NoThrow(Operation&& operation) noexcept {
-  try {
-    return operation();
-  } catch (...) {
-    return false;
-  }
-}
 
 /// The path as the engine takes it: UTF-8, and no text that it would understand as something else than a file
 /// (":memory:", "file:...").
@@ -160,8 +149,7 @@ class Transaction {
   bool active_;
 };
 
-// ---- Cells
-// -------------------------------------------------------------------------------------------------
+// ---- Cells --------------------------------------------------------------------------------------
 
 enum class Affinity { kInteger, kReal, kText };
 
@@ -253,8 +241,7 @@ bool AppendCell(sqlite3_stmt* statement, int column, std::vector<std::string>& c
 
 constexpr int kNoBlobColumn = -1;
 
-// ---- Writing rows
-// ------------------------------------------------------------------------------------------
+// ---- Writing rows -------------------------------------------------------------------------------
 
 /// The rows of one AddRecords call.
 struct Rows {
@@ -325,8 +312,7 @@ bool InsertRows(sqlite3* engine, const std::string& table, const Rows& rows) {
   return transaction.Commit();
 }
 
-// ---- Reading rows
-// ------------------------------------------------------------------------------------------
+// ---- Reading rows -------------------------------------------------------------------------------
 
 /// Where GetRecords puts what it reads. Unless it is kept, everything appended goes again.
 class Output {
@@ -418,8 +404,7 @@ bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Outpu
   return true;
 }
 
-// ---- Single statements
-// -------------------------------------------------------------------------------------
+// ---- Single statements --------------------------------------------------------------------------
 
 /// The values of the current row as a RowCallback takes them.
 class CallbackRow {
@@ -476,6 +461,37 @@ bool StepThrough(sqlite3_stmt* statement, RowCallback callback, void* user) {
     }
   }
   return code == SQLITE_DONE;
+}
+
+/// Whether a statement begins with the word PRAGMA, behind blanks and comments.
+bool IsPragma(std::string_view sql) {
+  for (;;) {
+    sql = qvdetail::SkipBlanks(sql);
+    const bool line = sql.substr(0, 2) == "--";
+    if (!line && sql.substr(0, 2) != "/*") {
+      break;
+    }
+    const std::string_view mark = line ? "\n" : "*/";
+    const std::size_t end = sql.find(mark, 2);
+    sql.remove_prefix(end == std::string_view::npos ? sql.size() : end + mark.size());
+  }
+  constexpr std::string_view kWord = "pragma";
+  return sql.size() >= kWord.size() && std::equal(kWord.begin(), kWord.end(), sql.begin(),
+                                                  [](char word, char c) { return word == (c | 0x20); });
+}
+
+/// Runs a statement that may write. What it wrote before its callback refused a row is undone. PRAGMAs are run
+/// as they are: some of them do nothing inside a transaction.
+bool StepThroughOrUndo(sqlite3* engine, sqlite3_stmt* statement, std::string_view sql, RowCallback callback,
+                       void* user) {
+  const bool canBeRefused = sqlite3_column_count(statement) > 0;
+  if (sqlite3_stmt_readonly(statement) != 0 || !canBeRefused || IsPragma(sql)) {
+    return StepThrough(statement, callback, user);
+  }
+  Transaction transaction(engine);
+  const bool done = transaction.IsActive() && StepThrough(statement, callback, user);
+  sqlite3_reset(statement);  // before the transaction ends, one way or the other
+  return done && transaction.Commit();
 }
 
 const char* TypeWord(int type) {
@@ -536,7 +552,7 @@ Database& Database::operator=(Database&&) noexcept = default;
 
 bool Database::Open(std::string path) {
   connection_.reset();
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     const FileState state = Inspect(path);  // first of all: most files of a folder are no databases
     if (state == FileState::kNotADatabase) {
       return false;
@@ -561,8 +577,9 @@ bool Database::Open(std::string path) {
 
 bool Database::Create(std::string path) {
   connection_.reset();
-  return NoThrow([&] {
-    if (!CreateExclusively(path)) {
+  return qvdetail::NoThrow([&] {
+    NewFile file(path);  // before the connection: it can only be removed when that is closed
+    if (!file.IsMade()) {
       return false;
     }
     RemoveSideFiles(path);
@@ -576,10 +593,9 @@ bool Database::Create(std::string path) {
         !Run(connection->engine.get(),
              "PRAGMA page_size = 16384; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF;"
              "PRAGMA user_version = 0")) {
-      connection.reset();
-      std::remove(path.c_str());
       return false;
     }
+    file.Keep();
     connection_ = std::move(connection);
     return true;
   });
@@ -590,7 +606,7 @@ bool Database::IsOpen() const {
 }
 
 bool Database::CreateTable(std::string name, std::vector<Field> fields) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (!IsOpen() || fields.empty()) {
       return false;
     }
@@ -619,21 +635,21 @@ bool Database::CreateTable(std::string name, std::vector<Field> fields) {
 }
 
 bool Database::AddRecords(std::string table, const std::vector<std::string>& values, int columns) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     return IsOpen() && connection_->Add(table, {values, columns, kNoBlobColumn, {}, {}});
   });
 }
 
 bool Database::AddRecords(std::string table, const std::vector<std::string>& values, int columns,
                           int blobColumn, std::vector<void*> blobs, std::vector<int> blobSizes) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     return IsOpen() && blobColumn >= 0 &&
            connection_->Add(table, {values, columns, blobColumn, blobs, blobSizes});
   });
 }
 
 bool Database::GetRecords(std::string table, int* rows, int* columns, std::vector<std::string>& values) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     Output output(rows, columns, values, nullptr);
     return IsOpen() && SelectRows(connection_->engine.get(), table, kNoBlobColumn, output);
   });
@@ -641,14 +657,14 @@ bool Database::GetRecords(std::string table, int* rows, int* columns, std::vecto
 
 bool Database::GetRecords(std::string table, int blobColumn, int* rows, int* columns,
                           std::vector<std::string>& values, std::vector<std::vector<char>>& blobs) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     Output output(rows, columns, values, &blobs);
     return IsOpen() && blobColumn >= 0 && SelectRows(connection_->engine.get(), table, blobColumn, output);
   });
 }
 
 bool Database::ExecSQL(std::string sql, RowCallback callback, void* user) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (!IsOpen()) {
       return false;
     }
@@ -666,7 +682,7 @@ bool Database::ExecSQL(std::string sql, RowCallback callback, void* user) {
       }
       statement = Prepare(connection_->engine.get(), sql);
     }
-    return statement && StepThrough(statement.get(), callback, user);
+    return statement && StepThroughOrUndo(connection_->engine.get(), statement.get(), sql, callback, user);
   });
 }
 

@@ -73,8 +73,7 @@ bool NamesFile(const std::string& path) {
   return !path.empty() && path.find('\0') == std::string::npos;
 }
 
-/// Size and time of last change of a database and its side files: equal before and after a copy when nobody
-/// wrote.
+/// Size and time of last change of a file: equal before and after a copy when nobody wrote to it.
 struct Stamp {
   std::uintmax_t size = 0;
   fs::file_time_type time;
@@ -129,12 +128,18 @@ FileState Inspect(const std::string& path) noexcept {
   }
 }
 
-bool CreateExclusively(const std::string& path) noexcept {
-  if (!NamesFile(path)) {
-    return false;
+NewFile::NewFile(const std::string& path) noexcept : path_(path) {
+  std::FILE* const file = NamesFile(path) ? std::fopen(path.c_str(), "wbx") : nullptr;
+  if (file != nullptr) {
+    made_ = true;
+    std::fclose(file);
   }
-  std::FILE* const file = std::fopen(path.c_str(), "wbx");
-  return file != nullptr && std::fclose(file) == 0;
+}
+
+NewFile::~NewFile() {
+  if (made_ && !kept_) {
+    std::remove(path_.c_str());
+  }
 }
 
 void RemoveSideFiles(const std::string& path) noexcept {

@@ -10,17 +10,30 @@ namespace qvsql {
 enum class FileState {
   kNotADatabase,  ///< missing, no regular file, or with other content
   kClean,         ///< the file alone is the database
-  kClosedLog,   ///< the same, in write-ahead mode: reading it as other files are read would make a log beside
-                ///< it
-  kUnfinished,  ///< beside it stands a journal or a log that belongs to it: reading it in place would change
-                ///< both
+  kClosedLog,     ///< the same, in write-ahead mode: to read it the usual way would make a log beside it
+  kUnfinished,    ///< a journal or a log beside it belongs to it: to read it in place would change both
 };
 
 /// Looks at the file's kind and header, not further; never blocks and creates nothing.
 [[nodiscard]] FileState Inspect(const std::string& path) noexcept;
 
-/// Makes a new, empty file at `path`. False when anything is there already or it cannot be made.
-[[nodiscard]] bool CreateExclusively(const std::string& path) noexcept;
+/// A new, empty file at `path`, which has to outlive the object; gone with the object unless it is kept.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& path) noexcept;
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  /// False when anything is at the path already, or nothing can be made there.
+  [[nodiscard]] bool IsMade() const { return made_; }
+  void Keep() { kept_ = true; }
+
+ private:
+  const std::string& path_;
+  bool made_ = false;
+  bool kept_ = false;
+};
 
 /// Removes what an older database of that name may have left beside it: a journal, a write-ahead log.
 void RemoveSideFiles(const std::string& path) noexcept;

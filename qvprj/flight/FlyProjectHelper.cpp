@@ -13,11 +13,11 @@
 #include <cstddef>
 #include <utility>
 
+#include "detail/FixedText.h"
+#include "detail/NoThrow.h"
 #include "detail/NumberText.h"
 #include "qvfd/PathHelper.h"
 #include "qvprj/flight/RowCollector.h"
-#include "qvprj/project/FixedText.h"
-#include "qvprj/project/NoThrow.h"
 
 namespace qvprj {
 namespace {
@@ -49,7 +49,7 @@ std::string KeyedQuery(const char* query, const std::string& missionId) {
 }  // namespace
 
 bool FlyProjectHelper::QuickRead(std::string path, std::vector<FlyPrjInfo>& missions) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     constexpr std::size_t kColumns = 4;
     qvsql::Database database;
     std::vector<std::string> cells;
@@ -97,7 +97,7 @@ void FlyProjectHelper::UpdateFlyPrjInfo(std::string path, std::vector<FlyPrjInfo
 }
 
 bool FlyProjectHelper::Read(std::string path, std::string missionId, QvProject& project) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     // The id becomes part of a statement as it stands; with a quote in it, it would be another statement.
     if (missionId.find('\'') != std::string::npos) {
       return false;
@@ -136,14 +136,14 @@ bool FlyProjectHelper::ReadPrjInfo(qvsql::Database& db, std::string missionId, P
   if (!db.ExecSQL(KeyedQuery(kInfoOfMission, missionId), CollectRow, &cells) || cells.size() < 3) {
     return false;
   }
-  CopyText(info.project_name, kNameCapacity, cells[0]);
-  CopyText(info.date, kDateCapacity, cells[1]);
+  qvdetail::CopyText(info.project_name, kNameCapacity, cells[0]);
+  qvdetail::CopyText(info.date, kDateCapacity, cells[1]);
   info.height = qvdetail::ParseReal(cells[2]);
 
   std::vector<std::string> serials;
   if (db.ExecSQL(KeyedQuery(kSerialOfMission, missionId), CollectRow, &serials) && !serials.empty()) {
     std::fill_n(info.description, kSerialCapacity, '\0');
-    CopyText(info.description, kSerialCapacity, serials.front());
+    qvdetail::CopyText(info.description, kSerialCapacity, serials.front());
   }
   return true;
 }

@@ -3,9 +3,9 @@
 #include <exception>
 #include <utility>
 
+#include "detail/NoThrow.h"
 #include "qvfd/BinaryData.h"
 #include "qvfd/PathHelper.h"
-#include "qvprj/project/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
 
@@ -42,7 +42,7 @@ std::string QvProject::GetTrackFileName(std::string path) {
 }
 
 bool QvProject::OpenPrj(std::string path) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     qvsql::Database database;
     if (!database.Open(path) || !database.IsOpen()) {
       return false;
@@ -68,14 +68,14 @@ bool QvProject::OpenPrj(std::string path) {
 }
 
 bool QvProject::QuickOpenPrj(std::string path) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     qvsql::Database database;
     return database.Open(path) && database.IsOpen() && ReadPrjRecords(database, path);
   });
 }
 
 bool QvProject::Save(std::string path) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (!NamesPair(path)) {
       return false;
     }
@@ -103,7 +103,7 @@ bool QvProject::Save(std::string path) {
 }
 
 void QvProject::CopyTo(std::string source, std::string target) {
-  static_cast<void>(NoThrow([&] {
+  static_cast<void>(qvdetail::NoThrow([&] {
     const std::string sourceTracks = GetTrackFileName(source);
     const std::string targetTracks = GetTrackFileName(target);
     qvfd::PathHelper::CopyFile2(std::move(source), std::move(target));

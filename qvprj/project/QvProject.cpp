@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "qvprj/project/FixedText.h"
+#include "detail/FixedText.h"
 
 namespace qvprj {
 
@@ -26,7 +26,7 @@ void QvProject::CopyTo(QvProject& target) {
 }
 
 void QvProject::string2char(char* dst, int capacity, std::string text) {
-  CopyText(dst, static_cast<std::size_t>(std::max(capacity, 0)), text);
+  qvdetail::CopyText(dst, static_cast<std::size_t>(std::max(capacity, 0)), text);
 }
 
 }  // namespace qvprj

@@ -105,9 +105,8 @@ class QVPRJ_API QvProject {
   /// `PrjInfo::file_path`. Features and matches go to the track file only.
   ///
   /// False, and nothing touched, when `path` cannot name a pair: it is empty, ends in a separator or has the
-  /// extension
-  /// ".gb". On any other false the old pair is gone, `file_path` is changed, and the files may be there in
-  /// part: a partial database and no track file, or a whole database and no track file.
+  /// extension ".gb". On any other false the old pair is gone, `file_path` is changed, and the files may be
+  /// there in part: a partial database and no track file, or a whole database and no track file.
   [[nodiscard]] bool Save(std::string path);
 
   /// Copies the pair of files at `source` to `target`, in place of what is there. What is missing or cannot

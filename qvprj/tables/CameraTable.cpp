@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "qvprj/project/NoThrow.h"
+#include "detail/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 #include "qvprj/tables/TableSchema.h"
 
@@ -61,15 +61,15 @@ constexpr std::array kColumns = {
 }  // namespace
 
 bool QvProject::CreateCameraTable(qvsql::Database& database) {
-  return NoThrow([&] { return CreateTable<CameraRow>(database, kTable, kColumns); });
+  return qvdetail::NoThrow([&] { return CreateTable<CameraRow>(database, kTable, kColumns); });
 }
 
 bool QvProject::WriteCameraRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     std::vector<std::string> cells;
     for (int i = 0; i < cameras_.Size(); ++i) {
       if (const CameraInfo* camera = cameras_.GetCamera(i)) {
-        AppendRow<CameraRow>(kColumns, {TextOf(prjInfo_.id), *camera}, cells);
+        AppendRow<CameraRow>(kColumns, {qvdetail::TextOf(prjInfo_.id), *camera}, cells);
       }
     }
     return database.AddRecords(kTable, cells, static_cast<int>(kColumns.size()));
@@ -77,7 +77,7 @@ bool QvProject::WriteCameraRecords(qvsql::Database& database) {
 }
 
 bool QvProject::ReadCameraRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     TableCells cells;
     if (!database.IsOpen() || !database.GetRecords(kTable, &cells.rows, &cells.columns, cells.cells)) {
       return false;

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "qvprj/project/NoThrow.h"
+#include "detail/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 #include "qvprj/tables/TableSchema.h"
 
@@ -69,16 +69,16 @@ TableCells RowsOf(qvsql::Database& database, const char* table, std::size_t expe
 }  // namespace
 
 bool QvProject::CreateGCPTable(qvsql::Database& database) {
-  return NoThrow([&] { return CreateTable<PointRow>(database, kPointTable, kPointColumns); });
+  return qvdetail::NoThrow([&] { return CreateTable<PointRow>(database, kPointTable, kPointColumns); });
 }
 
 bool QvProject::CreateCPTable(qvsql::Database& database) {
-  return NoThrow(
+  return qvdetail::NoThrow(
       [&] { return CreateTable<MeasurementRow>(database, kMeasurementTable, kMeasurementColumns); });
 }
 
 bool QvProject::WriteGCPRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     std::vector<int> ids;
     groundControl_.ground_points.GetPointIndex(ids);
     std::vector<std::string> cells;
@@ -93,7 +93,7 @@ bool QvProject::WriteGCPRecords(qvsql::Database& database) {
 }
 
 bool QvProject::WriteCPRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     std::vector<int> ids;
     groundControl_.ground_points.GetPointIndex(ids);
     std::vector<std::string> cells;
@@ -111,7 +111,7 @@ bool QvProject::WriteCPRecords(qvsql::Database& database) {
 }
 
 bool QvProject::ReadGCPRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (!database.IsOpen()) {
       return false;
     }
@@ -126,7 +126,7 @@ bool QvProject::ReadGCPRecords(qvsql::Database& database) {
 }
 
 bool QvProject::ReadCPRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (!database.IsOpen()) {
       return false;
     }

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "detail/NoThrow.h"
 #include "qvfd/ByteStream.h"
-#include "qvprj/project/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 #include "qvprj/tables/TableSchema.h"
 
@@ -140,15 +140,15 @@ std::vector<Point2_T<int>> MatchesOf(const std::vector<char>& blob, std::size_t 
 }  // namespace
 
 bool QvProject::CreateFeatureTable(qvsql::Database& database) {
-  return NoThrow([&] { return CreateTable<FeatureRow>(database, kFeatureTable, kFeatureColumns); });
+  return qvdetail::NoThrow([&] { return CreateTable<FeatureRow>(database, kFeatureTable, kFeatureColumns); });
 }
 
 bool QvProject::CreateMatchTable(qvsql::Database& database) {
-  return NoThrow([&] { return CreateTable<MatchRow>(database, kMatchTable, kMatchColumns); });
+  return qvdetail::NoThrow([&] { return CreateTable<MatchRow>(database, kMatchTable, kMatchColumns); });
 }
 
 bool QvProject::WriteFeatures(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     BlobRows<FeatureRow> rows(kFeatureTable, kFeatureColumns);
     for (const auto& [imageId, points] : features_) {
       if (!rows.Append({imageId, 0}, points)) {
@@ -160,7 +160,7 @@ bool QvProject::WriteFeatures(qvsql::Database& database) {
 }
 
 bool QvProject::WriteMatches(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     BlobRows<MatchRow> rows(kMatchTable, kMatchColumns);
     for (const auto& [pair, matches] : matches_) {
       if (!rows.Append({pair, 0}, matches) || (rows.Count() == kMatchBatch && !rows.Flush(database))) {
@@ -173,7 +173,7 @@ bool QvProject::WriteMatches(qvsql::Database& database) {
 
 bool QvProject::ReadFeatures(qvsql::Database& database) {
   features_.clear();
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     BlobTable table;
     if (!Fetch<FeatureRow>(database, kFeatureTable, kFeatureColumns, table)) {
       return false;
@@ -196,7 +196,7 @@ bool QvProject::ReadFeatures(qvsql::Database& database) {
 
 bool QvProject::ReadMatches(qvsql::Database& database) {
   matches_.clear();
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     BlobTable table;
     if (!Fetch<MatchRow>(database, kMatchTable, kMatchColumns, table)) {
       return false;

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "qvprj/project/NoThrow.h"
+#include "detail/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 #include "qvprj/tables/TableSchema.h"
 
@@ -55,12 +55,12 @@ constexpr std::array kColumns = {
 }  // namespace
 
 bool QvProject::CreateImageTable(qvsql::Database& database) {
-  return NoThrow([&] { return CreateTable<ImageRow>(database, kTable, kColumns); });
+  return qvdetail::NoThrow([&] { return CreateTable<ImageRow>(database, kTable, kColumns); });
 }
 
 bool QvProject::WriteImageRecords(qvsql::Database& database) {
-  return NoThrow([&] {
-    const std::string projectId = TextOf(prjInfo_.id);
+  return qvdetail::NoThrow([&] {
+    const std::string projectId = qvdetail::TextOf(prjInfo_.id);
     std::vector<std::string> cells;
     cells.reserve(static_cast<std::size_t>(images_.Size()) * kColumns.size());
     for (int i = 0; i < images_.Size(); ++i) {
@@ -76,7 +76,7 @@ bool QvProject::WriteImageRecords(qvsql::Database& database) {
 }
 
 bool QvProject::ReadImageRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     TableCells cells;
     if (!database.IsOpen() || !database.GetRecords(kTable, &cells.rows, &cells.columns, cells.cells)) {
       return false;

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "qvprj/project/NoThrow.h"
+#include "detail/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 #include "qvprj/tables/TableSchema.h"
 
@@ -60,11 +60,11 @@ std::string DisplayName(const qvfd::CoordinateInfo& coordinate) {
 }  // namespace
 
 bool QvProject::CreatePrjTable(qvsql::Database& database) {
-  return NoThrow([&] { return CreateTable<ProjectRow>(database, kTable, kColumns); });
+  return qvdetail::NoThrow([&] { return CreateTable<ProjectRow>(database, kTable, kColumns); });
 }
 
 bool QvProject::WritePrjRecords(qvsql::Database& database) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     ProjectRow row{prjInfo_, GetCoordinate()};
     row.coordinate.name = DisplayName(row.coordinate);
     std::vector<std::string> cells;
@@ -74,7 +74,7 @@ bool QvProject::WritePrjRecords(qvsql::Database& database) {
 }
 
 bool QvProject::ReadPrjRecords(qvsql::Database& database, std::string projectPath) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     TableCells cells;
     if (!database.IsOpen() || !database.GetRecords(kTable, &cells.rows, &cells.columns, cells.cells) ||
         cells.rows < 1) {

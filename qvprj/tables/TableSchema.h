@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "detail/FixedText.h"
 #include "detail/NumberText.h"
 #include "qvfd/Text.h"
-#include "qvprj/project/FixedText.h"
 #include "qvsql/Database.h"
 
 namespace qvprj {
@@ -60,10 +60,10 @@ struct Columns {
   /// A text in a fixed array, of which `capacity` - 1 characters are kept.
   template <std::size_t capacity, auto... path>
   static constexpr Column<Row> FixedText(const char* name) {
-    return {name, qvsql::kTextColumn, [](const Row& row) { return TextOf((row.*....*path)); },
+    return {name, qvsql::kTextColumn, [](const Row& row) { return qvdetail::TextOf((row.*....*path)); },
             [](Row& row, const std::string& cell) {
               static_assert(capacity <= sizeof(row.*....*path));
-              CopyText((row.*....*path), capacity, cell);
+              qvdetail::CopyText((row.*....*path), capacity, cell);
             }};
   }
 

@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "detail/NoThrow.h"
 #include "qvfd/BinaryData.h"
 #include "qvfd/ByteStream.h"
-#include "qvprj/project/NoThrow.h"
 #include "qvprj/project/QvProject.h"
 
 namespace qvprj {
@@ -155,7 +155,7 @@ bool ReadObservations(ByteReader& reader, const qvfd::ImageInfoSet& images,
 }  // namespace
 
 bool QvProject::WriteFeatures(qvfd::BinaryData& blobs) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (features_.empty()) {
       return true;
     }
@@ -177,7 +177,7 @@ bool QvProject::WriteFeatures(qvfd::BinaryData& blobs) {
 }
 
 bool QvProject::WriteMatches(qvfd::BinaryData& blobs) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (matches_.empty()) {
       return true;
     }
@@ -200,7 +200,7 @@ bool QvProject::WriteMatches(qvfd::BinaryData& blobs) {
 }
 
 bool QvProject::WriteTracks(qvfd::BinaryData& blobs) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     if (tracks_.empty()) {
       return true;
     }
@@ -213,7 +213,7 @@ bool QvProject::WriteTracks(qvfd::BinaryData& blobs) {
 }
 
 bool QvProject::WriteTracks(std::string path) {
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     qvfd::BinaryData blobs(kTrackFileTag);
     return tracks_.empty() || (WriteTracks(blobs) && blobs.Write(std::move(path)));
   });
@@ -221,7 +221,7 @@ bool QvProject::WriteTracks(std::string path) {
 
 bool QvProject::ReadFeatures(qvfd::BinaryData& blobs) {
   features_.clear();
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     std::span<const unsigned char> blob;
     if (!blobs.ViewBlob(kFeaturesBlob, blob) || !ReadRecords(blob, features_)) {
       return false;
@@ -233,7 +233,7 @@ bool QvProject::ReadFeatures(qvfd::BinaryData& blobs) {
 
 bool QvProject::ReadMatches(qvfd::BinaryData& blobs) {
   matches_.clear();
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     std::span<const unsigned char> blob;
     if (!blobs.ViewBlob(kMatchesBlob, blob) || !ReadRecords(blob, matches_)) {
       return false;
@@ -247,7 +247,7 @@ bool QvProject::ReadMatches(qvfd::BinaryData& blobs) {
 
 bool QvProject::ReadTracks(qvfd::BinaryData& blobs) {
   tracks_.clear();
-  return NoThrow([&] {
+  return qvdetail::NoThrow([&] {
     std::span<const unsigned char> blob;
     if (!blobs.ViewBlob(kTracksBlob, blob)) {
       return false;

@@ -6,7 +6,6 @@
 #include <sstream>
 #include <string>
 
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 

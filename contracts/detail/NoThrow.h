@@ -1,7 +1,7 @@
-// The one way in which an operation of this library fails. Private: not installed.
+// The one way in which an operation of these libraries fails. Private: not installed.
 #pragma once
 
-namespace qvprj {
+namespace qvdetail {
 
 /// Runs an operation that returns bool; whatever it throws (memory that is not to be had, in practice) is a
 /// false.
@@ -14,4 +14,4 @@ template <class Operation>
   }
 }
 
-}  // namespace qvprj
+}  // namespace qvdetail

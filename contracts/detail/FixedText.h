@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace qvprj {
+namespace qvdetail {
 
 /// The text of an array: up to its first NUL, or all of it when there is none.
 template <std::size_t Size>
@@ -25,4 +25,4 @@ inline void CopyText(char* dst, std::size_t capacity, std::string_view text) {
   dst[count] = '\0';
 }
 
-}  // namespace qvprj
+}  // namespace qvdetail
