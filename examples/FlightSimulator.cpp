@@ -15,12 +15,11 @@ using examples::Fixed;
 
 constexpr double kRadian = std::numbers::pi / 180.0;
 constexpr double kGravity = 9.81;
-constexpr double kTimeStep = 0.05;     // seconds
-constexpr double kMaxBank = 35.0;      // degrees
-constexpr double kRunOut = 40.0;       // metres flown past the end of a strip before the turn
-constexpr double kMissedAgain = 0.25;  // share of missed triggers that follow a missed one
-constexpr double kCaptureDistance =
-    25.0;  // metres off the line at which the aircraft steers 45 degrees towards it
+constexpr double kTimeStep = 0.05;         // seconds
+constexpr double kMaxBank = 35.0;          // degrees
+constexpr double kRunOut = 40.0;           // metres flown past the end of a strip before the turn
+constexpr double kMissedAgain = 0.25;      // share of missed triggers that follow a missed one
+constexpr double kCaptureDistance = 25.0;  // metres off the line at which it steers 45 degrees towards it
 
 // Random numbers that are the same everywhere: SplitMix64, and sums of it instead of a normal distribution,
 // so that no logarithm or cosine of the platform takes part.

@@ -13,22 +13,20 @@ namespace flightsim {
 
 /// A block of parallel strips, flown to and fro. Angles are compass degrees: 0 is north, 90 is east.
 struct SurveyPlan {
-  double latitude = 48.3714;     ///< south-west corner of the block, WGS 84 degrees
-  double longitude = 10.0931;    ///< south-west corner of the block, WGS 84 degrees
-  double ground_height = 512.0;  ///< metres above mean sea level
-  double flying_height = 100.0;  ///< metres above ground
-  double air_speed = 12.0;       ///< metres a second, relative to the air
-  double strip_course = 78.0;    ///< course of the first strip; the second one comes back
-  double forward_overlap =
-      0.80;                    ///< share of a photo that the next one of the strip shows again, without wind
-  double side_overlap = 0.70;  ///< share of a photo that the next strip shows again
-  double wind_speed = 4.0;     ///< metres a second
-  double wind_from = 300.0;    ///< where the wind comes from
-  double gusts = 0.8;          ///< standard deviation of the wind, metres a second
-  double missed_share =
-      0.012;  ///< how often the camera does not answer the trigger; a quarter of these, the next one too
-  int first_index = 1;  ///< image index of the first trigger
-  int images = 240;     ///< photos to be taken; the block gets the size that they need
+  double latitude = 48.3714;      ///< south-west corner of the block, WGS 84 degrees
+  double longitude = 10.0931;     ///< south-west corner of the block, WGS 84 degrees
+  double ground_height = 512.0;   ///< metres above mean sea level
+  double flying_height = 100.0;   ///< metres above ground
+  double air_speed = 12.0;        ///< metres a second, relative to the air
+  double strip_course = 78.0;     ///< course of the first strip; the second one comes back
+  double forward_overlap = 0.80;  ///< share of a photo that the next one of its strip shows, without wind
+  double side_overlap = 0.70;     ///< share of a photo that the next strip shows again
+  double wind_speed = 4.0;        ///< metres a second
+  double wind_from = 300.0;       ///< where the wind comes from
+  double gusts = 0.8;             ///< standard deviation of the wind, metres a second
+  double missed_share = 0.012;    ///< how often the camera misses a trigger; after a miss, once in four
+  int first_index = 1;            ///< image index of the first trigger
+  int images = 240;               ///< photos to be taken; the block gets the size that they need
 
   double sensor_width = 13.2;  ///< millimetres, across the flight direction
   double sensor_height = 8.8;  ///< millimetres, along the flight direction
@@ -51,7 +49,7 @@ struct Photo {
   double height = 0.0;     ///< metres above mean sea level
   double roll = 0.0;       ///< degrees, right wing down
   double pitch = 0.0;      ///< degrees, nose up
-  double yaw = 0.0;  ///< compass degrees of the nose, 0 to 360: the course and the angle against the wind
+  double yaw = 0.0;        ///< compass degrees of the nose, 0 to 360: course and angle against the wind
 
   friend bool operator==(const Photo&, const Photo&) = default;
 };

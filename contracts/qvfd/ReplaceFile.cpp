@@ -25,8 +25,8 @@ class Remover {
   const std::string& path_;
 };
 
-/// A path in the folder of `target` that nobody else uses. Its name does not contain the target's, which may be
-/// as long as names can be.
+/// A path in the folder of `target` that nobody else uses. Its name does not contain the target's, which may
+/// be as long as names can be.
 std::string TemporaryPath(const std::string& target) {
   std::array<char, 32> unique{};
   GenerateGUID(unique.data());

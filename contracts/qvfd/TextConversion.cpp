@@ -14,8 +14,10 @@
 #include <langinfo.h>
 
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #endif
 
 namespace qvfd {
@@ -64,8 +66,8 @@ const char* LocalCodeset() {
   return unchanged ? nullptr : codeset;
 }
 
-/// The length of the UTF-8 sequence that `text` begins with; 1 when it begins with no valid one. Source of the
-/// table: the Unicode standard, "Well-Formed UTF-8 Byte Sequences".
+/// The length of the UTF-8 sequence that `text` begins with; 1 when it begins with no valid one. Source of
+/// the table: the Unicode standard, "Well-Formed UTF-8 Byte Sequences".
 std::size_t SequenceLength(std::string_view text) {
   struct Form {
     unsigned char firstLead, lastLead, firstSecond, lastSecond;
@@ -105,8 +107,7 @@ class Converter {
   Converter& operator=(const Converter&) = delete;
 
   [[nodiscard]] bool IsValid() const {
-    // iconv_open reports failure as this very value.
-    return handle_ != reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr)
+    return std::bit_cast<std::intptr_t>(handle_) != -1;  // how iconv_open reports failure
   }
 
   /// Converts as much of `text` as it can, appends the result to `out` and returns the number of bytes taken.

@@ -480,8 +480,8 @@ bool IsPragma(std::string_view sql) {
                                                   [](char word, char c) { return word == (c | 0x20); });
 }
 
-/// Runs a statement that may write. What it wrote before its callback refused a row is undone. PRAGMAs are run
-/// as they are: some of them do nothing inside a transaction.
+/// Runs a statement that may write. What it wrote before its callback refused a row is undone. PRAGMAs are
+/// run as they are: some of them do nothing inside a transaction.
 bool StepThroughOrUndo(sqlite3* engine, sqlite3_stmt* statement, std::string_view sql, RowCallback callback,
                        void* user) {
   const bool canBeRefused = sqlite3_column_count(statement) > 0;

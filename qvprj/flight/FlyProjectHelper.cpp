@@ -2,8 +2,8 @@
 //
 // Of a flight database's tables these columns are relied on:
 //   flight_mission  id, project_id, flight_task_name, created_at, survey_average_altitude
-//   pos_data        flight_mission_id, img_idx, lat, lng (degrees), alt_msl (metres), roll, pitch, yaw
-//   (degrees) uas_status      flight_mission_id, uas_serial_id
+//   pos_data        flight_mission_id, img_idx, lat, lng, roll, pitch, yaw (degrees), alt_msl (metres)
+//   uas_status      flight_mission_id, uas_serial_id
 // and of the databases beside it:
 //   project         id, project_name
 

@@ -5,7 +5,6 @@
 namespace qvprj {
 
 // Only the first byte of each text is set; the arrays are large and a NUL is all that a reader needs.
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 PrjInfo::PrjInfo() {
   qvfd::GenerateGUID(id);
   id[sizeof id - 1] = '\0';

@@ -1,9 +1,10 @@
 // The three blobs of the track file. All values are little-endian, without padding; counts are signed.
 //
-//   blob 1  features := N:i32, N x ( image:i32 n:i32 n x (x:f32 y:f32) )                        8 + 8 n bytes
-//   a record blob 2  matches  := N:i32, N x ( left:i32 right:i32 n:i32 n x (index:i32 index:i32) )       12 +
-//   8 n blob 0  tracks   := N:i32, N x ( x:f64 y:f64 z:f64 n:i32 n x (image:i32 x:f32 y:f32) )      28 + 12 n
+//   blob 1  features := N:i32, N x record, 8 + 8 n bytes:   image:i32 n:i32, n x (x:f32 y:f32)
+//   blob 2  matches  := N:i32, N x record, 12 + 8 n bytes:  left:i32 right:i32 n:i32, n x (i:i32 j:i32)
+//   blob 0  tracks   := N:i32, N x record, 28 + 12 n bytes: x:f64 y:f64 z:f64 n:i32, n x (id:i32 x:f32 y:f32)
 //
+// A match is a feature index in the left image and one in the right; an observation names its image.
 // Features are in ascending order of their images, matches in that of their pairs, tracks in the order in
 // which the project holds them. What is empty has no blob.
 

@@ -74,7 +74,7 @@ TEST_F(LifetimeTest, WhatWasMovedFromIsClosedAndUsable) {
   MakeSurvey("other.db");
   Database source = CreatedWithTable();
   const Database target(std::move(source));
-  EXPECT_FALSE(source.IsOpen());  // NOLINT(bugprone-use-after-move)
+  EXPECT_FALSE(source.IsOpen());
   EXPECT_FALSE(CanRead(source, "t"));
   EXPECT_TRUE(source.Open(Path("other.db")));
   EXPECT_TRUE(CanRead(source, "t"));
