@@ -60,8 +60,7 @@ class QVPRJ_API QvProject {
   /// Makes `target` a copy of this project, in memory only: the same as `target = *this`.
   void CopyTo(QvProject& target);
 
-  // ---- What the project holds
-  // ------------------------------------------------------------------------------
+  // ---- What the project holds -------------------------------------------------------------------
 
   [[nodiscard]] qvfd::CameraInfoSet& GetCameraInfoSet() { return cameras_; }
   [[nodiscard]] const qvfd::CameraInfoSet& GetCameraInfoSet() const { return cameras_; }
@@ -84,8 +83,7 @@ class QVPRJ_API QvProject {
   /// an id that it does not know, -1 included. May throw std::bad_alloc.
   [[nodiscard]] qvfd::CoordinateInfo GetCoordinate() const;
 
-  // ---- Whole projects and their files
-  // ----------------------------------------------------------------------
+  // ---- Whole projects and their files -----------------------------------------------------------
 
   /// Reads the project at `path`: project information, images and cameras, each of which must be readable;
   /// then features and matches (from the tables "data_feature" and "data_match" where the database has them
@@ -117,8 +115,7 @@ class QVPRJ_API QvProject {
   /// them, and a NUL.
   void string2char(char* dst, int capacity, std::string text);
 
-  // ---- Tables of the project database
-  // ----------------------------------------------------------------------
+  // ---- Tables of the project database -----------------------------------------------------------
   //
   // Create... adds the empty table. Write... appends all rows in one transaction. Read... needs an open
   // database. docs/formats/project-database.md lists every column.
@@ -167,8 +164,7 @@ class QVPRJ_API QvProject {
   [[nodiscard]] bool ReadFeatures(qvsql::Database& database);
   [[nodiscard]] bool ReadMatches(qvsql::Database& database);
 
-  // ---- Blobs of the track file
-  // -----------------------------------------------------------------------------
+  // ---- Blobs of the track file ------------------------------------------------------------------
 
   /// Adds the features as blob 1, the matches as blob 2, the tracks as blob 0; none where there is nothing to
   /// write. False, and no blob added, when there are more elements than a 32-bit count can tell, or memory
