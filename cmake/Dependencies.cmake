@@ -2,6 +2,7 @@
 
 # The libraries' own.
 find_package(SQLite3 REQUIRED)          # the SQL engine behind qvsql
+find_package(PROJ CONFIG REQUIRED)     # the geodesy engine behind qvmath and the registry of coordinate systems
 find_path(QVPRJ_XXHASH_INCLUDE xxhash.h REQUIRED)  # check values of the track file (used as a header, nothing linked)
 
 # Header-only tools of the program and the examples.
@@ -12,6 +13,9 @@ endif()
 
 if(QVPRJ_BUILD_TESTS)
   find_package(GTest REQUIRED)          # tests
+  # Another implementation of the transverse Mercator projection, to test against.
+  find_path(QVPRJ_GEOGRAPHICLIB_INCLUDE GeographicLib/TransverseMercatorExact.hpp REQUIRED)
+  find_library(QVPRJ_GEOGRAPHICLIB GeographicLib REQUIRED)
 endif()
 
 if(QVPRJ_BUILD_BENCH)

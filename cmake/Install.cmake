@@ -1,7 +1,7 @@
 # Installation, and the package for find_package(qvprj CONFIG).
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qvprj qvfd qvsql qvgcp EXPORT qvprj-targets FILE_SET HEADERS)
+install(TARGETS qvprj qvfd qvsql qvgcp qvmath EXPORT qvprj-targets FILE_SET HEADERS)
 if(TARGET qvprj_program)
   # The program finds the libraries beside it, wherever both are installed.
   file(RELATIVE_PATH library_path ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

@@ -3,6 +3,7 @@
 
 #include "qvfd/qvfd.h"
 #include "qvgcp/qvgcp.h"
+#include "qvmath/qvmath.h"
 #include "qvprj/flight/FlyProjectHelper.h"
 #include "qvprj/project/PrjInfo.h"
 #include "qvprj/project/QvProject.h"

@@ -4,6 +4,7 @@
 #include "qvfd/BinaryData.h"
 #include "qvfd/ByteStream.h"
 #include "qvfd/CameraInfo.h"
+#include "qvfd/CoordinateCatalog.h"
 #include "qvfd/CoordinateInfo.h"
 #include "qvfd/ImageInfo.h"
 #include "qvfd/PathHelper.h"

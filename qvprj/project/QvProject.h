@@ -83,6 +83,32 @@ class QVPRJ_API QvProject {
   /// an id that it does not know, -1 included. May throw std::bad_alloc.
   [[nodiscard]] qvfd::CoordinateInfo GetCoordinate() const;
 
+  // ---- Positions in the local frame: the project's own coordinate system ---------------------------------
+  //
+  // A project stores WGS 84 degrees; what is converted is made on each call and kept nowhere. Only the
+  // planimetric pair of a position is converted, never heights or angles. With coordinate_id -1 the local
+  // frame is what is stored, and all passes through unchanged. Each call prepares one conversion: a set of
+  // images costs little more than its points, single points in a loop cost a preparation each (see
+  // qvmath::GeoPrj). Nothing here tells of positions that cannot be converted; qvmath::GeoPrj does. All may
+  // throw std::bad_alloc.
+
+  /// Longitude and latitude in degrees to the local frame: easting and northing in the unit of its system;
+  /// radians where that is geographic. What cannot be converted comes back as it is, in degrees.
+  [[nodiscard]] qvfd::Point2_T<double> ToLocal(qvfd::Point2_T<double> p);
+
+  /// The other way round. What cannot be converted comes back as it is.
+  [[nodiscard]] qvfd::Point2_T<double> FromLocal(qvfd::Point2_T<double> p);
+
+  /// A copy of the images with `x` and `y` of both orientations in the local frame, as `ToLocal` converts
+  /// them. An orientation that cannot be converted stays as it is.
+  [[nodiscard]] qvfd::ImageInfoSet GetImageInfoSetLocal() const;
+
+  /// Takes the updated orientations of `local`, a set that came from `GetImageInfoSetLocal`, back into the
+  /// project. Images are matched by position; what one set has more than the other is passed over. Nothing
+  /// else of `local` is taken: no initial orientations, names, flags, added or removed images. An orientation
+  /// that cannot be converted is passed over. With coordinate_id -1 `local` replaces the images as a whole.
+  void SetImageInfoSetLocal(const qvfd::ImageInfoSet& local);
+
   // ---- Whole projects and their files -----------------------------------------------------------
 
   /// Reads the project at `path`: project information, images and cameras, each of which must be readable;

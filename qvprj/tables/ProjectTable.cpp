@@ -43,20 +43,6 @@ constexpr std::array kColumns = {
 /// Older files end before "uavtype".
 constexpr std::size_t kOldColumnCount = 14;
 
-/// The name under which people know a coordinate system: with its datum in front.
-std::string DisplayName(const qvfd::CoordinateInfo& coordinate) {
-  constexpr int kXian1980 = 2;
-  constexpr int kCGCS2000 = 3;
-  switch (coordinate.type) {
-    case kXian1980:
-      return "Xian 1980 " + coordinate.name;
-    case kCGCS2000:
-      return "CGCS2000 " + coordinate.name;
-    default:
-      return coordinate.name;
-  }
-}
-
 }  // namespace
 
 bool QvProject::CreatePrjTable(qvsql::Database& database) {
@@ -66,7 +52,7 @@ bool QvProject::CreatePrjTable(qvsql::Database& database) {
 bool QvProject::WritePrjRecords(qvsql::Database& database) {
   return qvdetail::NoThrow([&] {
     ProjectRow row{prjInfo_, GetCoordinate()};
-    row.coordinate.name = DisplayName(row.coordinate);
+    row.coordinate.name = qvfd::DisplayName(row.coordinate);
     std::vector<std::string> cells;
     AppendRow<ProjectRow>(kColumns, row, cells);
     return database.AddRecords(kTable, cells, static_cast<int>(kColumns.size()));

@@ -12,8 +12,8 @@ root=${1:?usage: includes.sh ROOT}
 # What the files of a room may include: rooms of the project, then system headers that others may not.
 may_include() {
   case $1 in
-    contracts/detail) echo "detail" ;;
-    contracts/qvfd) echo "qvfd detail xxhash.h iconv.h langinfo.h" ;;
+    contracts/detail) echo "detail proj.h" ;;
+    contracts/qvfd) echo "qvfd detail xxhash.h iconv.h langinfo.h proj.h" ;;
     contracts/qvsql) echo "qvsql detail sqlite3.h" ;;
     contracts/qvgcp) echo "qvgcp qvfd detail" ;;
     contracts/qvmath) echo "qvmath qvfd detail proj.h" ;;

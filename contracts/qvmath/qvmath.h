@@ -1,0 +1,4 @@
+// Everything that the geodesy library offers.
+#pragma once
+
+#include "qvmath/GeoPrj.h"
