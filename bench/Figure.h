@@ -52,5 +52,6 @@ void Require(bool condition, const std::string& what);
 
 std::vector<Figure> SaveOpenFigures(const Scale& scale);
 std::vector<Figure> FlightListingFigures(const Scale& scale);
+std::vector<Figure> LocalFrameFigures(const Scale& scale);
 
 }  // namespace bench

@@ -74,7 +74,8 @@ std::regex FilterOf(const Options& options) {
 
 std::vector<Figure> AllFigures(const bench::Scale& scale) {
   std::vector<Figure> figures;
-  for (auto& part : {bench::SaveOpenFigures(scale), bench::FlightListingFigures(scale)}) {
+  for (auto& part :
+       {bench::SaveOpenFigures(scale), bench::FlightListingFigures(scale), bench::LocalFrameFigures(scale)}) {
     figures.insert(figures.end(), part.begin(), part.end());
   }
   return figures;
