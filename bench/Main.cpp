@@ -75,7 +75,7 @@ std::regex FilterOf(const Options& options) {
 std::vector<Figure> AllFigures(const bench::Scale& scale) {
   std::vector<Figure> figures;
   for (auto& part :
-       {bench::SaveOpenFigures(scale), bench::FlightListingFigures(scale), bench::LocalFrameFigures(scale)}) {
+       {bench::SaveOpenFigures(scale), bench::FlightListingFigures(scale), bench::LocalFrameFigures(scale), bench::TrackFileFigures(scale)}) {
     figures.insert(figures.end(), part.begin(), part.end());
   }
   return figures;

@@ -11,7 +11,7 @@
 namespace qvfd {
 
 /// Blobs by id. `Read` and `Write` move all of them between memory and one file, whose layout is described at
-/// the head of BinaryData.cpp and in docs/formats/track-file.md.
+/// the head of BlobFile.cpp and in docs/formats/track-file.md.
 class QVFD_API BinaryData {
  public:
   /// An empty container. The tag is stored in the file and not compared when one is read.

@@ -16,6 +16,30 @@ namespace qvfd {
 // Values move between memory and file as they stand; a big-endian port has to swap them here.
 static_assert(std::endian::native == std::endian::little, "stored bytes are little-endian");
 
+/// Sets the values from the bytes that they are stored in, one behind the other.
+template <class... T>
+void CopyValues(const unsigned char* bytes, T&... values) {
+  static_assert((std::is_arithmetic_v<T> && ...));
+  ((std::memcpy(&values, bytes, sizeof(T)), bytes += sizeof(T)), ...);
+}
+
+/// Replaces the elements of `values` by `count` elements that stand at `bytes`, where there are so many.
+template <class T>
+void AssignElements(const unsigned char* bytes, std::size_t count, std::vector<T>& values) {
+  static_assert(std::is_trivially_copyable_v<T>);
+  if (count == 0) {
+    values.clear();
+    return;
+  }
+  if (reinterpret_cast<std::uintptr_t>(bytes) % alignof(T) == 0) {
+    const auto* const first = reinterpret_cast<const T*>(bytes);
+    values.assign(first, first + count);  // without setting the elements to zero first
+    return;
+  }
+  values.resize(count);
+  std::memcpy(values.data(), bytes, count * sizeof(T));
+}
+
 /// Reads values one after the other from bytes that it does not own. Every operation returns false, and moves
 /// nowhere, when fewer bytes are left than it needs.
 class ByteReader {
@@ -24,15 +48,15 @@ class ByteReader {
 
   [[nodiscard]] std::size_t Remaining() const { return bytes_.size(); }
 
-  /// Reads one value: an integer, a float or a double.
-  template <class T>
-  [[nodiscard]] bool Read(T& value) {
-    static_assert(std::is_arithmetic_v<T>);
-    if (bytes_.size() < sizeof(T)) {
+  /// Reads values, each an integer, a float or a double: all of them or none.
+  template <class... T>
+  [[nodiscard]] bool Read(T&... values) {
+    constexpr std::size_t kSize = (sizeof(T) + ...);
+    if (bytes_.size() < kSize) {
       return false;
     }
-    std::memcpy(&value, bytes_.data(), sizeof(T));
-    bytes_ = bytes_.subspan(sizeof(T));
+    CopyValues(bytes_.data(), values...);
+    bytes_ = bytes_.subspan(kSize);
     return true;
   }
 
@@ -44,11 +68,8 @@ class ByteReader {
     if (count > bytes_.size() / sizeof(T)) {
       return false;
     }
-    values.resize(count);
-    if (count > 0) {
-      std::memcpy(values.data(), bytes_.data(), count * sizeof(T));
-      bytes_ = bytes_.subspan(count * sizeof(T));
-    }
+    AssignElements(bytes_.data(), count, values);
+    bytes_ = bytes_.subspan(count * sizeof(T));
     return true;
   }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "qvfd/BinaryData.h"
+#include "qvfd/BlobFile.h"
 #include "qvfd/ByteStream.h"
 #include "qvfd/CameraInfo.h"
 #include "qvfd/CoordinateCatalog.h"

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "detail/NoThrow.h"
-#include "qvfd/BinaryData.h"
 #include "qvfd/PathHelper.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
@@ -13,9 +12,6 @@ namespace qvprj {
 namespace {
 
 constexpr char kTrackFileExtension[] = ".gb";
-
-/// Stored in track files and not interpreted.
-constexpr int kTrackFileTag = 1;
 
 /// Whether a database of this extension would be its own track file.
 bool IsTrackFileExtension(std::string extension) {
@@ -51,18 +47,12 @@ bool QvProject::OpenPrj(std::string path) {
     if (!ReadPrjRecords(database, path) || !ReadImageRecords(database) || !ReadCameraRecords(database)) {
       return false;
     }
-    // From here on a project opens with whatever can be read.
-    qvfd::BinaryData blobs(kTrackFileTag);
-    blobs.Read(GetTrackFileName(path));
-    if (!ReadFeatures(database)) {
-      static_cast<void>(ReadFeatures(blobs));
-    }
-    if (!ReadMatches(database)) {
-      static_cast<void>(ReadMatches(blobs));
-    }
+    // From here on a project opens with whatever can be read. Tables go before the track file.
+    const bool featuresRead = ReadFeatures(database);
+    const bool matchesRead = ReadMatches(database);
+    ReadTrackFile(GetTrackFileName(path), !featuresRead, !matchesRead);
     static_cast<void>(ReadGCPRecords(database));
     static_cast<void>(ReadCPRecords(database));
-    static_cast<void>(ReadTracks(blobs));
     return true;
   });
 }
@@ -97,8 +87,7 @@ bool QvProject::Save(std::string path) {
         return false;
       }
     }
-    qvfd::BinaryData blobs(kTrackFileTag);
-    return WriteFeatures(blobs) && WriteMatches(blobs) && WriteTracks(blobs) && blobs.Write(trackFile);
+    return WriteTrackFile(trackFile);
   });
 }
 

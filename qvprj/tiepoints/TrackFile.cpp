@@ -17,12 +17,15 @@
 
 #include "detail/NoThrow.h"
 #include "qvfd/BinaryData.h"
+#include "qvfd/BlobFile.h"
 #include "qvfd/ByteStream.h"
 #include "qvprj/project/QvProject.h"
 
 namespace qvprj {
 namespace {
 
+using qvfd::BlobFileReader;
+using qvfd::BlobFileWriter;
 using qvfd::ByteReader;
 using qvfd::ByteWriter;
 using qvfd::Point2_T;
@@ -36,9 +39,6 @@ constexpr int kMatchesBlob = 2;
 /// Stored in track files and not interpreted.
 constexpr int kTrackFileTag = 1;
 
-constexpr std::size_t kCountSize = sizeof(std::int32_t);
-constexpr std::size_t kFeatureRecordSize = 4 + 4;
-constexpr std::size_t kMatchRecordSize = 4 + 4 + 4;
 constexpr std::size_t kTrackRecordSize = 8 + 8 + 8 + 4;
 constexpr std::size_t kObservationSize = 4 + 4 + 4;
 
@@ -46,233 +46,331 @@ constexpr std::size_t kObservationSize = 4 + 4 + 4;
 static_assert(sizeof(Point2_T<float>) == 8 && sizeof(Point2_T<int>) == 8);
 static_assert(sizeof(TrackObservation) == kObservationSize);
 
-/// Whether a 32-bit count can tell the size of the container and of everything in it.
-template <class Container, class Inner>
-bool IsCountable(const Container& container, Inner inner) {
-  const auto fits = [](std::size_t size) { return size <= std::numeric_limits<std::int32_t>::max(); };
-  return fits(container.size()) && std::all_of(container.begin(), container.end(),
-                                               [&](const auto& entry) { return fits(inner(entry).size()); });
+// ---- Writing -----------------------------------------------------------------------------------------
+//
+// A sink is a ByteWriter, for a blob in memory, or a BlobFileWriter, for one that goes into the file.
+
+/// Every Put... is false when a 32-bit count cannot tell how many elements there are.
+template <class Sink>
+bool PutCount(Sink& sink, std::size_t count) {
+  sink.Write(static_cast<std::int32_t>(count));
+  return count <= std::numeric_limits<std::int32_t>::max();
 }
 
-/// The number of elements in all inner vectors of a container.
-template <class Container, class Inner>
-std::size_t CountElements(const Container& container, Inner inner) {
-  std::size_t count = 0;
-  for (const auto& entry : container) {
-    count += inner(entry).size();
+template <class Sink, class T>
+bool PutArray(Sink& sink, const std::vector<T>& values) {
+  if (!PutCount(sink, values.size())) {
+    return false;
   }
-  return count;
+  sink.WriteArray(values);
+  return true;
 }
 
-void WriteCount(ByteWriter& bytes, std::size_t count) {
-  bytes.Write(static_cast<std::int32_t>(count));
-}
-
-std::vector<unsigned char> TracksBlob(const QvProject::Tracks& tracks) {
-  const auto observationsOf = [](const Track& track) -> const auto& {
-    return track.observations;
-  };
-  ByteWriter bytes;
-  bytes.Reserve(kCountSize + tracks.size() * kTrackRecordSize +
-                CountElements(tracks, observationsOf) * kObservationSize);
-  WriteCount(bytes, tracks.size());
-  for (const Track& track : tracks) {
-    bytes.Write(track.x);
-    bytes.Write(track.y);
-    bytes.Write(track.z);
-    WriteCount(bytes, track.observations.size());
-    bytes.WriteArray(track.observations);
+template <class Sink>
+bool Put(Sink& sink, const QvProject::Features& features) {
+  bool countable = PutCount(sink, features.size());
+  for (auto entry = features.begin(); countable && entry != features.end(); ++entry) {
+    sink.Write(entry->first);
+    countable = PutArray(sink, entry->second);
   }
-  return bytes.Take();
+  return countable;
 }
 
-bool AreCountable(const QvProject::Tracks& tracks) {
-  return IsCountable(
-      tracks, [](const Track& track) -> const auto& { return track.observations; });
+template <class Sink>
+bool Put(Sink& sink, const QvProject::Matches& matches) {
+  bool countable = PutCount(sink, matches.size());
+  for (auto entry = matches.begin(); countable && entry != matches.end(); ++entry) {
+    sink.Write(entry->first.x);
+    sink.Write(entry->first.y);
+    countable = PutArray(sink, entry->second);
+  }
+  return countable;
 }
 
-constexpr auto kValuesOf = [](const auto& entry) -> const auto& {
-  return entry.second;
+template <class Sink>
+bool Put(Sink& sink, const QvProject::Tracks& tracks) {
+  bool countable = PutCount(sink, tracks.size());
+  for (auto track = tracks.begin(); countable && track != tracks.end(); ++track) {
+    sink.Write(track->x);
+    sink.Write(track->y);
+    sink.Write(track->z);
+    countable = PutArray(sink, track->observations);
+  }
+  return countable;
+}
+
+/// A sink that only counts.
+class ByteCounter {
+ public:
+  template <class T>
+  void Write(T /*value*/) {
+    count_ += sizeof(T);
+  }
+  template <class T>
+  void WriteArray(const std::vector<T>& values) {
+    count_ += values.size() * sizeof(T);
+  }
+  [[nodiscard]] std::size_t Count() const { return count_; }
+
+ private:
+  std::size_t count_ = 0;
 };
 
-bool ReadKey(ByteReader& reader, int& imageId) {
-  return reader.Read(imageId);
+/// Adds a container as a blob; none where it is empty.
+template <class Container>
+bool AddTo(qvfd::BinaryData& blobs, int id, const Container& container) {
+  return qvdetail::NoThrow([&] {
+    if (container.empty()) {
+      return true;
+    }
+    ByteCounter size;
+    ByteWriter bytes;
+    if (!Put(size, container)) {
+      return false;
+    }
+    bytes.Reserve(size.Count());
+    static_cast<void>(Put(bytes, container));
+    blobs.AddBlob(id, bytes.Take());
+    return true;
+  });
 }
 
-bool ReadKey(ByteReader& reader, Point2_T<int>& pair) {
-  return reader.Read(pair.x) && reader.Read(pair.y);
+template <class Container>
+bool AddTo(BlobFileWriter& file, int id, const Container& container) {
+  if (container.empty()) {
+    return true;
+  }
+  file.Begin(id);
+  return Put(file, container);
+}
+
+// ---- Reading -----------------------------------------------------------------------------------------
+//
+// A source is a ByteReader, for a blob in memory, or a BlobFileReader, for one that comes from the file.
+
+/// Which ids are those of images of the project: asked for every observation, so made once for all of them.
+class ImageFilter {
+ public:
+  explicit ImageFilter(const qvfd::ImageInfoSet& images) : images_(images) {
+    if (images.Size() == 0) {
+      return;
+    }
+    const auto [low, high] = std::minmax_element(
+        images.begin(), images.end(), [](const auto& a, const auto& b) { return a.Id() < b.Id(); });
+    const std::int64_t range = std::int64_t{high->Id()} - low->Id() + 1;
+    constexpr std::int64_t kFlagsPerImage = 64;  // ids wider apart than that would take much memory for little
+    if (range <= kFlagsPerImage * images.Size()) {
+      first_ = low->Id();
+      flags_.resize(static_cast<std::size_t>(range));
+      for (const qvfd::ImageInfo& image : images) {
+        flags_[FlagOf(image.Id())] = 1;
+      }
+    }
+  }
+
+  [[nodiscard]] bool Has(int id) const {
+    if (flags_.empty()) {
+      return images_.FindImage(id) != nullptr;
+    }
+    const std::size_t flag = FlagOf(id);
+    return flag < flags_.size() && flags_[flag] != 0;
+  }
+
+  [[nodiscard]] bool Has(Point2_T<int> pair) const { return Has(pair.x) && Has(pair.y); }
+
+ private:
+  /// Beyond all flags for an id below the first one.
+  [[nodiscard]] std::size_t FlagOf(int id) const {
+    return static_cast<std::size_t>(std::int64_t{id} - first_);
+  }
+
+  const qvfd::ImageInfoSet& images_;
+  std::int64_t first_ = 0;
+  std::vector<char> flags_;  // by id, from the first one; empty when the ids are too far apart
+};
+
+/// Reads what stands before the values of a record.
+template <class Source>
+bool ReadHead(Source& source, int& imageId, std::int32_t& count) {
+  return source.Read(imageId, count);
+}
+
+template <class Source>
+bool ReadHead(Source& source, Point2_T<int>& pair, std::int32_t& count) {
+  return source.Read(pair.x, pair.y, count);
+}
+
+/// The entry of a key, made if there is none. Keys come in ascending order from our own writer.
+template <class Map>
+typename Map::mapped_type& EntryOf(Map& map, const typename Map::key_type& key) {
+  return map.try_emplace(map.end(), key)->second;
 }
 
 /// Reads the records of features or matches. False when they are corrupt: `records` then holds the whole
 /// records before the damage, and the record with a negative count, if that is the damage, empty.
-template <class Map>
-bool ReadRecords(std::span<const unsigned char> blob, Map& records) {
-  ByteReader reader(blob);
+template <class Source, class Map>
+bool ReadRecords(Source& source, Map& records) {
+  using Values = typename Map::mapped_type;
   std::int32_t recordCount = 0;
-  if (!reader.Read(recordCount)) {
+  if (!source.Read(recordCount)) {
     return false;
   }
   for (std::int32_t i = 0; i < recordCount; ++i) {
     typename Map::key_type key{};
     std::int32_t count = 0;
-    if (!ReadKey(reader, key) || !reader.Read(count)) {
+    if (!ReadHead(source, key, count)) {
       return false;
     }
     if (count < 0) {
-      records.try_emplace(key);
+      EntryOf(records, key);
       return false;
     }
-    typename Map::mapped_type values;
-    if (!reader.ReadArray(static_cast<std::size_t>(count), values)) {
+    if (static_cast<std::size_t>(count) > source.Remaining() / sizeof(typename Values::value_type) ||
+        !source.ReadArray(static_cast<std::size_t>(count), EntryOf(records, key))) {
       return false;
     }
-    records.insert_or_assign(key, std::move(values));
   }
   return true;
 }
 
-/// Reads the rest of a track's record behind its position, keeping the observations in known images. False
-/// when the record is not whole.
-bool ReadObservations(ByteReader& reader, const qvfd::ImageInfoSet& images,
-                      std::vector<TrackObservation>& kept) {
-  std::int32_t count = 0;
-  if (!reader.Read(count) ||
-      (count > 0 && static_cast<std::size_t>(count) > reader.Remaining() / kObservationSize)) {
+/// Reads a blob of features or matches, and keeps those of images that the project has.
+template <class Source, class Map>
+bool ReadBlob(Source& source, const ImageFilter& filter, Map& records) {
+  if (!ReadRecords(source, records)) {
     return false;
   }
-  kept.reserve(static_cast<std::size_t>(std::max(count, 0)));
-  for (std::int32_t i = 0; i < count; ++i) {
-    TrackObservation observation;
-    if (!reader.Read(observation.image_id) || !reader.Read(observation.x) || !reader.Read(observation.y)) {
-      return false;
+  std::erase_if(records, [&filter](const auto& entry) { return !filter.Has(entry.first); });
+  return true;
+}
+
+/// Reads a track, with the observations in images that the project has. False when the record is not whole.
+template <class Source>
+bool ReadTrack(Source& source, const ImageFilter& filter, Track& track) {
+  std::int32_t count = 0;
+  if (!source.Read(track.x, track.y, track.z, count)) {
+    return false;
+  }
+  if (count > 0 && !source.ReadArray(static_cast<std::size_t>(count), track.observations)) {
+    return false;
+  }
+  std::erase_if(track.observations,
+                [&filter](const TrackObservation& observation) { return !filter.Has(observation.image_id); });
+  return true;
+}
+
+/// Reads a blob of tracks, and keeps those with an observation in an image that the project has.
+template <class Source>
+bool ReadBlob(Source& source, const ImageFilter& filter, QvProject::Tracks& tracks) {
+  std::int32_t trackCount = 0;
+  if (!source.Read(trackCount)) {
+    return false;
+  }
+  // A track that is kept has an observation, so the bytes that are there bound how many can come.
+  const std::size_t most = source.Remaining() / (kTrackRecordSize + kObservationSize);
+  tracks.reserve(std::min(most, static_cast<std::size_t>(std::max(trackCount, 0))));
+  for (std::int32_t i = 0; i < trackCount; ++i) {
+    Track& track = tracks.emplace_back();
+    const bool whole = ReadTrack(source, filter, track);
+    if (!whole || track.observations.empty()) {
+      tracks.pop_back();
     }
-    if (images.FindImage(observation.image_id) != nullptr) {
-      kept.push_back(observation);
+    if (!whole) {
+      return false;
     }
   }
   return true;
+}
+
+template <class Container>
+bool ReadFrom(const qvfd::BinaryData& blobs, int id, const qvfd::ImageInfoSet& images, Container& container) {
+  container.clear();
+  return qvdetail::NoThrow([&] {
+    std::span<const unsigned char> blob;
+    if (!blobs.ViewBlob(id, blob)) {
+      return false;
+    }
+    ByteReader reader(blob);
+    return ReadBlob(reader, ImageFilter(images), container);
+  });
+}
+
+template <class Container>
+bool ReadFrom(BlobFileReader& file, int id, const ImageFilter& filter, Container& container) {
+  container.clear();
+  return qvdetail::NoThrow([&] { return file.Begin(id) && ReadBlob(file, filter, container); });
 }
 
 }  // namespace
 
 bool QvProject::WriteFeatures(qvfd::BinaryData& blobs) {
-  return qvdetail::NoThrow([&] {
-    if (features_.empty()) {
-      return true;
-    }
-    if (!IsCountable(features_, kValuesOf)) {
-      return false;
-    }
-    ByteWriter bytes;
-    bytes.Reserve(kCountSize + features_.size() * kFeatureRecordSize +
-                  CountElements(features_, kValuesOf) * sizeof(Point2_T<float>));
-    WriteCount(bytes, features_.size());
-    for (const auto& [imageId, points] : features_) {
-      bytes.Write(imageId);
-      WriteCount(bytes, points.size());
-      bytes.WriteArray(points);
-    }
-    blobs.AddBlob(kFeaturesBlob, bytes.Take());
-    return true;
-  });
+  return AddTo(blobs, kFeaturesBlob, features_);
 }
 
 bool QvProject::WriteMatches(qvfd::BinaryData& blobs) {
-  return qvdetail::NoThrow([&] {
-    if (matches_.empty()) {
-      return true;
-    }
-    if (!IsCountable(matches_, kValuesOf)) {
-      return false;
-    }
-    ByteWriter bytes;
-    bytes.Reserve(kCountSize + matches_.size() * kMatchRecordSize +
-                  CountElements(matches_, kValuesOf) * sizeof(Point2_T<int>));
-    WriteCount(bytes, matches_.size());
-    for (const auto& [pair, matches] : matches_) {
-      bytes.Write(pair.x);
-      bytes.Write(pair.y);
-      WriteCount(bytes, matches.size());
-      bytes.WriteArray(matches);
-    }
-    blobs.AddBlob(kMatchesBlob, bytes.Take());
-    return true;
-  });
+  return AddTo(blobs, kMatchesBlob, matches_);
 }
 
 bool QvProject::WriteTracks(qvfd::BinaryData& blobs) {
-  return qvdetail::NoThrow([&] {
-    if (tracks_.empty()) {
-      return true;
-    }
-    if (!AreCountable(tracks_)) {
-      return false;
-    }
-    blobs.AddBlob(kTracksBlob, TracksBlob(tracks_));
-    return true;
-  });
+  return AddTo(blobs, kTracksBlob, tracks_);
 }
 
 bool QvProject::WriteTracks(std::string path) {
-  return qvdetail::NoThrow([&] {
-    qvfd::BinaryData blobs(kTrackFileTag);
-    return tracks_.empty() || (WriteTracks(blobs) && blobs.Write(std::move(path)));
+  return tracks_.empty() || qvdetail::NoThrow([&] {
+    return qvfd::WriteBlobFile(path, kTrackFileTag,
+                               [this](BlobFileWriter& file) { return AddTo(file, kTracksBlob, tracks_); });
   });
 }
 
 bool QvProject::ReadFeatures(qvfd::BinaryData& blobs) {
-  features_.clear();
-  return qvdetail::NoThrow([&] {
-    std::span<const unsigned char> blob;
-    if (!blobs.ViewBlob(kFeaturesBlob, blob) || !ReadRecords(blob, features_)) {
-      return false;
-    }
-    std::erase_if(features_, [this](const auto& entry) { return images_.FindImage(entry.first) == nullptr; });
-    return true;
-  });
+  return ReadFrom(blobs, kFeaturesBlob, images_, features_);
 }
 
 bool QvProject::ReadMatches(qvfd::BinaryData& blobs) {
-  matches_.clear();
-  return qvdetail::NoThrow([&] {
-    std::span<const unsigned char> blob;
-    if (!blobs.ViewBlob(kMatchesBlob, blob) || !ReadRecords(blob, matches_)) {
-      return false;
-    }
-    std::erase_if(matches_, [this](const auto& entry) {
-      return images_.FindImage(entry.first.x) == nullptr || images_.FindImage(entry.first.y) == nullptr;
-    });
-    return true;
-  });
+  return ReadFrom(blobs, kMatchesBlob, images_, matches_);
 }
 
 bool QvProject::ReadTracks(qvfd::BinaryData& blobs) {
-  tracks_.clear();
+  return ReadFrom(blobs, kTracksBlob, images_, tracks_);
+}
+
+bool QvProject::WriteTrackFile(const std::string& path) const {
   return qvdetail::NoThrow([&] {
-    std::span<const unsigned char> blob;
-    if (!blobs.ViewBlob(kTracksBlob, blob)) {
-      return false;
-    }
-    ByteReader reader(blob);
-    std::int32_t trackCount = 0;
-    if (!reader.Read(trackCount)) {
-      return false;
-    }
-    // A track that is kept has an observation, so the bytes that are there bound how many can come.
-    const std::size_t most = reader.Remaining() / (kTrackRecordSize + kObservationSize);
-    tracks_.reserve(std::min(most, static_cast<std::size_t>(std::max(trackCount, 0))));
-    for (std::int32_t i = 0; i < trackCount; ++i) {
-      Track track;
-      if (!reader.Read(track.x) || !reader.Read(track.y) || !reader.Read(track.z) ||
-          !ReadObservations(reader, images_, track.observations)) {
-        return false;
-      }
-      if (!track.observations.empty()) {
-        tracks_.push_back(std::move(track));
-      }
-    }
-    return true;
+    return qvfd::WriteBlobFile(path, kTrackFileTag, [this](BlobFileWriter& file) {
+      return AddTo(file, kTracksBlob, tracks_) && AddTo(file, kFeaturesBlob, features_) &&
+             AddTo(file, kMatchesBlob, matches_);
+    });
   });
+}
+
+void QvProject::ReadTrackFile(const std::string& path, bool features, bool matches) {
+  const auto clear = [&] {
+    tracks_.clear();
+    if (features) {
+      features_.clear();
+    }
+    if (matches) {
+      matches_.clear();
+    }
+  };
+  const bool sound = qvdetail::NoThrow([&] {
+    clear();
+    BlobFileReader file;
+    if (!file.Open(path)) {
+      return false;
+    }
+    const ImageFilter filter(images_);
+    if (features) {
+      static_cast<void>(ReadFrom(file, kFeaturesBlob, filter, features_));
+    }
+    if (matches) {
+      static_cast<void>(ReadFrom(file, kMatchesBlob, filter, matches_));
+    }
+    static_cast<void>(ReadFrom(file, kTracksBlob, filter, tracks_));
+    return file.IsSound();
+  });
+  if (!sound) {
+    clear();  // a damaged file is as good as none
+  }
 }
 
 }  // namespace qvprj
