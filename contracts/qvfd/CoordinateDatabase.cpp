@@ -144,6 +144,9 @@ double SizeOf(const GeographicArea& area) {
 }
 
 std::string UnitOf(PJ_CONTEXT* context, int code) {
+  if (const auto builtIn = qvdetail::FindBuiltIn(code)) {
+    return builtIn->IsGeographic() ? "degree" : "metre";
+  }
   const GeodesyObject crs = LoadSystem(context, code);
   const GeodesyObject axes = crs ? qvdetail::AxesOf(context, crs.get()) : nullptr;
   const char* name = nullptr;
