@@ -2,14 +2,18 @@
 #include <clocale>
 
 #include "commands/Copy.h"
+#include "commands/Crs.h"
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
+#include "commands/Set.h"
+#include "commands/Transform.h"
 #include "common/Program.h"
 
 int main(int argc, char** argv) {
   // Texts are in the user's encoding; numbers stay as they are written everywhere.
   std::setlocale(LC_CTYPE, "");
   return qvapp::RunProcess(argc, argv,
-                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCopy});
+                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddSet,
+                            qvapp::AddCrs, qvapp::AddTransform, qvapp::AddCopy});
 }

@@ -42,7 +42,8 @@ struct CatalogEntry {
 [[nodiscard]] QVFD_API bool FindCoordinatesFor(GeographicArea area,
                                                std::vector<CatalogEntry>& entries) noexcept;
 
-/// Sets the unit of each entry, which takes a look into the database for each. Throws nothing.
+/// Sets the unit of each entry, which takes a look into the database for each that is not built in. Throws
+/// nothing.
 QVFD_API void FillUnits(std::vector<CatalogEntry>& entries) noexcept;
 
 }  // namespace qvfd

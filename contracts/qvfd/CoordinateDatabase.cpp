@@ -120,8 +120,10 @@ std::vector<std::string> WordsOf(const std::string& text) {
   std::vector<std::string> words;
   std::string_view rest = text;
   while (!(rest = qvdetail::SkipBlanks(rest)).empty()) {
-    const auto end = std::find_if(rest.begin(), rest.end(), qvdetail::IsBlank);
-    const auto length = static_cast<std::size_t>(end - rest.begin());
+    std::size_t length = 0;
+    while (length < rest.size() && !qvdetail::IsBlank(rest[length])) {
+      ++length;
+    }
     words.push_back(Lower(std::string(rest.substr(0, length))));
     rest.remove_prefix(length);
   }
@@ -144,6 +146,9 @@ double SizeOf(const GeographicArea& area) {
 }
 
 std::string UnitOf(PJ_CONTEXT* context, int code) {
+  if (const auto builtIn = qvdetail::FindBuiltIn(code)) {
+    return builtIn->IsGeographic() ? "degree" : "metre";
+  }
   const GeodesyObject crs = LoadSystem(context, code);
   const GeodesyObject axes = crs ? qvdetail::AxesOf(context, crs.get()) : nullptr;
   const char* name = nullptr;

@@ -46,7 +46,7 @@ class QVMATH_API GeoPrj {
   ///
   /// False, and `out` as it was, for a position that cannot be converted: one that is not finite, is no place
   /// on the globe, lies where a projection is not defined, or has no finite result.
-  [[nodiscard]] bool Transform(double* const in, double* const out);
+  [[nodiscard]] bool Transform(double* in, double* out);
 
  private:
   class Route;

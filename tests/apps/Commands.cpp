@@ -23,6 +23,18 @@ Outcome Copy(const qvapp::CopyOptions& options) {
   return Run(qvapp::RunCopy, options);
 }
 
+Outcome Set(const qvapp::SetOptions& options) {
+  return Run(qvapp::RunSet, options);
+}
+
+Outcome CrsFind(const qvapp::CrsFindOptions& options) {
+  return Run(qvapp::RunCrsFind, options);
+}
+
+Outcome Transform(const qvapp::TransformOptions& options, const std::string& input) {
+  return Run(qvapp::RunTransform, options, input);
+}
+
 Outcome Shell(const support::TempFolder& folder, const std::string& commandLine) {
   const support::TempFolder streams;
   const std::string script = "cd '" + folder.Path().string() + "' || exit 99\n" +
@@ -86,6 +98,17 @@ void MakeProject(const std::string& path, const std::string& name, int images) {
     const qvfd::EOP eop{8.0 + i / 8.0, 50.0, 300.0 + i, 0.0, 0.0, 0.0};
     project.GetImageInfoSet().AddImage(i + 1, "", "", eop, 0, 1, true);
     project.GetFeatures()[i + 1] = {{1.0F, 2.0F}, {3.0F, 4.0F}};
+  }
+  ASSERT_TRUE(project.Save(path)) << path;
+}
+
+void MakeProjectAt(const std::string& path, int coordinateId,
+                   const std::vector<qvfd::Point2_T<double>>& positions) {
+  qvprj::QvProject project;
+  project.GetPrjInfo().coordinate_id = coordinateId;
+  int id = 0;
+  for (const auto& position : positions) {
+    project.GetImageInfoSet().AddImage(++id, "", "", {position.x, position.y, 300, 0, 0, 0}, 0, 1, true);
   }
   ASSERT_TRUE(project.Save(path)) << path;
 }

@@ -9,9 +9,12 @@
 #include <vector>
 
 #include "commands/Copy.h"
+#include "commands/Crs.h"
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
+#include "commands/Set.h"
+#include "commands/Transform.h"
 #include "common/Failure.h"
 #include "qvprj/qvprj.h"
 #include "support/RawSqlite.h"
@@ -26,15 +29,17 @@ struct Outcome {
   std::string err;
 };
 
-inline qvapp::Console ConsoleOn(std::ostringstream& out, std::ostringstream& err) {
-  return {out, err, false};
+inline qvapp::Console ConsoleOn(std::istream& in, std::ostringstream& out, std::ostringstream& err) {
+  return {in, out, err, false};
 }
 
 template <class Options>
-Outcome Run(int (*command)(const Options&, qvapp::Console&), const Options& options) {
+Outcome Run(int (*command)(const Options&, qvapp::Console&), const Options& options,
+            const std::string& input = "") {
+  std::istringstream in(input);
   std::ostringstream out;
   std::ostringstream err;
-  qvapp::Console console = ConsoleOn(out, err);
+  qvapp::Console console = ConsoleOn(in, out, err);
   const int code = command(options, console);
   return {code, out.str(), err.str()};
 }
@@ -43,6 +48,9 @@ Outcome Missions(const std::string& flight, bool json = false);
 Outcome Import(const qvapp::ImportOptions& options);
 Outcome Info(const std::string& project, bool json = false);
 Outcome Copy(const qvapp::CopyOptions& options);
+Outcome Set(const qvapp::SetOptions& options);
+Outcome CrsFind(const qvapp::CrsFindOptions& options);
+Outcome Transform(const qvapp::TransformOptions& options, const std::string& input = "");
 
 /// Runs `commandLine` in a shell in `folder`; the word "qvprj" in it is the program, in a UTF-8 locale.
 Outcome Shell(const support::TempFolder& folder, const std::string& commandLine);
@@ -76,6 +84,10 @@ void MakeSibling(const std::string& path, const std::string& id, const std::stri
 
 /// Saves a project of `images` images named after `name`; with tie points in its track file.
 void MakeProject(const std::string& path, const std::string& name = "Site", int images = 3);
+
+/// Saves a project in a coordinate system, with an image, numbered from 1, at each position.
+void MakeProjectAt(const std::string& path, int coordinateId,
+                   const std::vector<qvfd::Point2_T<double>>& positions);
 
 /// A text that is SQL text.
 std::string Quoted(const std::string& text);

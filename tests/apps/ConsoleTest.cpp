@@ -14,7 +14,8 @@ namespace {
 std::string StatusOf(const std::string& file, bool terminal) {
   std::ostringstream out;
   std::ostringstream err;
-  qvapp::Console console{out, err, terminal};
+  std::istringstream in;
+  qvapp::Console console{in, out, err, terminal};
   { const qvapp::StatusLine status(console, "Reading", file); }
   EXPECT_EQ(out.str(), "");
   return err.str();

@@ -136,6 +136,9 @@ TEST_F(ImportCommand, PrintsJson) {
                          {"images", 5},
                          {"cameras", 0},
                          {"missing_camera_id", 0},
+                         {"coordinate_id", nullptr},
+                         {"coordinate_name", nullptr},
+                         {"unconvertible_images", 0},
                          {"files",
                           {{"database", {{"path", out_}, {"bytes", fs::file_size(out_)}}},
                            {"track_file", {{"path", track_}, {"bytes", fs::file_size(track_)}}}}}};
@@ -246,6 +249,59 @@ TEST_F(ImportCommand, StopsAtAWrongCamera) {
   ImportOptions none = Options();
   none.camera_file = "";
   ExpectRefused(none, kFailed, "''", "no such file");
+}
+
+// ---- Its coordinate system
+
+TEST_F(ImportCommand, GivesTheProjectItsCoordinateSystem) {
+  for (const char* code : {"EPSG:32632", "epsg:32632", "32632"}) {
+    ImportOptions options = Forced();
+    options.crs = code;
+    const Outcome outcome = Import(options);
+    EXPECT_THAT(outcome, Succeeds());
+    EXPECT_THAT(outcome.out, HasSubstr("  coordinate system  32632 (WGS 84 / UTM zone 32N)\n"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("cannot be converted")));
+    EXPECT_EQ(support::QueryOne(out_, "SELECT coordinate_id FROM data_project"), "32632") << code;
+    EXPECT_EQ(support::QueryOne(out_, "SELECT x FROM data_image LIMIT 1"), "8") << "degrees all the same";
+  }
+}
+
+TEST_F(ImportCommand, HasNoCoordinateSystemUnasked) {
+  EXPECT_THAT(Import(Options()).out, Not(HasSubstr("coordinate system")));
+  EXPECT_EQ(support::QueryOne(out_, "SELECT coordinate_id FROM data_project"), "-1");
+}
+
+TEST_F(ImportCommand, TellsTheCoordinateSystemAsJson) {
+  ImportOptions options = Options();
+  options.crs = "4549";
+  options.json = true;
+  const json told = json::parse(Import(options).out);
+  EXPECT_EQ(told["coordinate_id"], 4549);
+  EXPECT_EQ(told["coordinate_name"], "CGCS2000 3-degree Gauss-Kruger CM 120E");
+  EXPECT_EQ(told["unconvertible_images"], 0);
+}
+
+TEST_F(ImportCommand, RefusesACoordinateSystemThatItDoesNotKnow) {
+  ImportOptions options = Options();
+  for (const std::string code : {"", "none", "Gauss", "EPSG:999999", "32632.0"}) {
+    options.crs = code;
+    const Outcome outcome = Import(options);
+    EXPECT_THAT(outcome.err, HasSubstr("; see 'qvprj crs find TEXT'\n"));
+    ExpectRefused(options, kWrongUsage, "--crs", "");
+  }
+}
+
+TEST_F(ImportCommand, CountsTheImagesThatCannotBeConverted) {
+  support::Execute(flight_, "UPDATE pos_data SET lat = 91 WHERE flight_mission_id = 'm1' AND img_idx = 102");
+  ImportOptions options = Options();
+  options.crs = "EPSG:32632";
+  const Outcome outcome = Import(options);
+  EXPECT_THAT(outcome, Succeeds());
+  EXPECT_THAT(outcome.out, HasSubstr("The position of 1 image cannot be converted to EPSG:32632. "));
+  EXPECT_EQ(Made().GetImageInfoSet().Size(), 3);
+  options.force = true;
+  options.json = true;
+  EXPECT_EQ(json::parse(Import(options).out)["unconvertible_images"], 1);
 }
 
 // ---- What is replaced, and what never

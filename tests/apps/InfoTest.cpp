@@ -100,6 +100,8 @@ TEST_F(InfoCommand, TellsEverythingAsJson) {
                          {"matches", {{"pairs", 1}, {"matches", 2}}},
                          {"tracks", 2},
                          {"extent", {{"x_min", 8.125}, {"x_max", 8.5}, {"y_min", 50.25}, {"y_max", 50.75}}},
+                         {"extent_local", nullptr},
+                         {"unconvertible_images", 0},
                          {"height_range", {{"z_min", 300.5}, {"z_max", 310.126}}},
                          {"track_file_state", "ok"},
                          {"files",
@@ -210,6 +212,72 @@ TEST_F(InfoCommand, AdmitsACoordinateSystemThatItDoesNotKnow) {
   EXPECT_EQ(Told()["project"]["coordinate_id"], 999999999);
   EXPECT_EQ(Told()["project"]["coordinate_name"], nullptr);
   EXPECT_THAT(Text(), HasSubstr("  coordinate system  999999999 (not known here)\n"));
+}
+
+TEST_F(InfoCommand, NamesASystemOfTheRegistry) {
+  MakeProjectAt(path_, 4549, {});
+  EXPECT_EQ(Told()["project"]["coordinate_name"], "CGCS2000 3-degree Gauss-Kruger CM 120E");
+  EXPECT_THAT(Text(), HasSubstr("  coordinate system  4549 (CGCS2000 3-degree Gauss-Kruger CM 120E)\n"));
+}
+
+TEST_F(InfoCommand, GivesTheExtentInTheCoordinateSystem) {
+  MakeProjectAt(path_, 32632, {{9, 0}, {9.5, 1}});
+  QvProject project;
+  ASSERT_TRUE(project.OpenPrj(path_));
+  const auto northEast = project.ToLocal({9.5, 1});
+  const json told = Told();
+  EXPECT_EQ(told["extent"], (json{{"x_min", 9.0}, {"x_max", 9.5}, {"y_min", 0.0}, {"y_max", 1.0}}));
+  EXPECT_EQ(told["extent_local"]["x_min"].get<double>(), 500000.0);
+  EXPECT_EQ(told["extent_local"]["y_min"].get<double>(), 0.0);
+  EXPECT_EQ(told["extent_local"]["x_max"].get<double>(), northEast.x);
+  EXPECT_EQ(told["extent_local"]["y_max"].get<double>(), northEast.y);
+  EXPECT_EQ(told["extent_local"]["unit"], "metre");
+  EXPECT_EQ(told["unconvertible_images"], 0);
+  EXPECT_THAT(Text(), HasSubstr("  extent x           9.0000000 to 9.5000000 degrees\n"
+                                "  extent y           0.0000000 to 1.0000000 degrees\n"
+                                "  extent local x     500000.00 to 555629.77 metre\n"
+                                "  extent local y     0.00 to 110534.40 metre\n"
+                                "  heights z "));
+}
+
+TEST_F(InfoCommand, GivesTheLocalExtentInTheUnitOfTheSystem) {
+  MakeProjectAt(path_, 2225, {{-122, 40}});
+  EXPECT_EQ(Told()["extent_local"]["unit"], "US survey foot");
+  EXPECT_THAT(Text(), HasSubstr(" US survey foot\n"));
+  MakeProjectAt(path_, 4490, {{120, 30}});
+  EXPECT_EQ(Told()["extent_local"]["unit"], "radian");
+  EXPECT_THAT(Text(), HasSubstr("  extent local x     2.094395102 to 2.094395102 radian\n"));
+}
+
+TEST_F(InfoCommand, HasNoLocalExtentWithoutCoordinateSystem) {
+  MakeProjectAt(path_, -1, {{9, 0}});
+  EXPECT_EQ(Told()["extent_local"], nullptr);
+  EXPECT_EQ(Told()["unconvertible_images"], 0);
+  EXPECT_THAT(Text(), testing::Not(HasSubstr("extent local")));
+}
+
+TEST_F(InfoCommand, HasNoLocalExtentInASystemThatItDoesNotKnow) {
+  MakeProjectAt(path_, 999999999, {{9, 0}, {9, 1}});
+  EXPECT_EQ(Told()["extent_local"], nullptr);
+  EXPECT_EQ(Told()["unconvertible_images"], 2);
+  EXPECT_THAT(Text(), testing::Not(HasSubstr("extent local")));
+  EXPECT_THAT(Text(), HasSubstr("  not convertible    2 images\n"));
+}
+
+TEST_F(InfoCommand, CountsTheImagesThatCannotBeConverted) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  MakeProjectAt(path_, 32632, {{9, 91}, {9, 0}, {nan, 0}});
+  const json told = Told();
+  EXPECT_EQ(told["unconvertible_images"], 2);
+  EXPECT_EQ(told["extent_local"]["x_max"].get<double>(), 500000.0);
+  EXPECT_EQ(told["extent_local"]["y_max"].get<double>(), 0.0);
+  EXPECT_THAT(Text(), HasSubstr("  not convertible    2 images\n"));
+}
+
+TEST_F(InfoCommand, HasNoLocalExtentWithoutImages) {
+  MakeProjectAt(path_, 32632, {});
+  EXPECT_EQ(Told()["extent_local"], nullptr);
+  EXPECT_THAT(Text(), HasSubstr("  extent local x     none\n"));
 }
 
 TEST_F(InfoCommand, DoesWithoutTrackFile) {

@@ -18,7 +18,7 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr const char* kCommands[] = {"missions", "import", "info", "copy"};
+constexpr const char* kCommands[] = {"missions", "import", "info", "set", "crs", "transform", "copy"};
 
 class Program : public testing::Test {
  protected:
@@ -87,6 +87,7 @@ TEST_F(Program, ShowsAnExampleForEachCommand) {
     EXPECT_THAT(outcome.out, HasSubstr("Example:\n  qvprj " + command + " "));
     EXPECT_THAT(outcome.out, HasSubstr("With --json: {"));
   }
+  EXPECT_THAT(Do("qvprj crs find --help").out, HasSubstr("Example:\n  qvprj crs find "));
 }
 
 TEST_F(Program, TellsItsVersion) {
@@ -109,7 +110,18 @@ TEST_F(Program, RefusesAWrongCommandLineInOneLine) {
       {"qvprj import flight.db --mission m1 --out a.db --out b.db", "qvprj import: --out"},
       {"qvprj import flight.db --mission m1 --out ''", "'': is no file name"},
       {"qvprj info", "qvprj info: SURVEY.db is required"},
+      {"qvprj import flight.db --mission m1 --out a.db --crs x", "--crs: 'x' is no code"},
       {"qvprj copy a.db", "qvprj copy: B.db is required"},
+      {"qvprj set", "qvprj set: SURVEY.db is required"},
+      {"qvprj set flight.db", "qvprj set: nothing is to be set"},
+      {"qvprj set flight.db --name", "qvprj set: --name"},
+      {"qvprj crs", "qvprj crs: "},
+      {"qvprj crs frobnicate", "qvprj crs: "},
+      {"qvprj crs find", "qvprj crs find: needs either a TEXT or --near"},
+      {"qvprj crs find utm --near a.db", "qvprj crs find: needs either a TEXT or --near"},
+      {"qvprj crs find --frobnicate", "qvprj crs find: "},
+      {"qvprj transform --to-local", "qvprj transform: SURVEY.db is required"},
+      {"qvprj transform flight.db", "qvprj transform: needs one of --to-local and --from-local"},
   };
   for (const auto& [commandLine, start] : cases) {
     const Outcome outcome = Do(commandLine);
@@ -126,14 +138,36 @@ TEST_F(Program, TakesAFileThatIsNamedLikeACommand) {
   EXPECT_THAT(Do("qvprj missions info"), Succeeds());
 }
 
+TEST_F(Program, TakesWordsThatAreNamedLikeCommands) {
+  EXPECT_EQ(json::parse(Do("qvprj crs find copy find --json").out)["query"], "copy find");
+}
+
+TEST_F(Program, ReadsPointsFromStandardInput) {
+  MakeProjectAt(folder_.File("survey.db"), 32632, {});
+  const Outcome whole = Do("printf '9 0\\n9 0' | qvprj transform survey.db --to-local");
+  EXPECT_THAT(whole, Succeeds());
+  EXPECT_EQ(whole.out, "500000 0\n500000 0\n");
+  const Outcome none = Do("qvprj transform survey.db --to-local </dev/null");
+  EXPECT_THAT(none, Succeeds());
+  EXPECT_EQ(none.out, "");
+  EXPECT_THAT(Do("qvprj transform survey.db --to-local <."),
+              FailsWith(kFailed, "standard input", "cannot be read; "));
+}
+
 TEST_F(Program, GoesAllTheWay) {
   EXPECT_EQ(json::parse(Do("qvprj missions flight.db --json").out)["missions"].size(), 1U);
   EXPECT_THAT(Do("qvprj import flight.db --mission latest --out survey.db --operator \xC3\xBC"), Succeeds());
+  EXPECT_THAT(Do("qvprj set survey.db --crs EPSG:32632 --name '' --description 'it is'"), Succeeds());
   EXPECT_THAT(Do("qvprj copy survey.db copy.db"), Succeeds());
   const Outcome info = Do("qvprj info copy.db --json");
   EXPECT_THAT(info, Succeeds());
   EXPECT_EQ(json::parse(info.out)["images"], 2);
   EXPECT_EQ(json::parse(info.out)["project"]["operator"], "\xC3\xBC");
+  EXPECT_EQ(json::parse(info.out)["project"]["coordinate_id"], 32632);
+  EXPECT_EQ(json::parse(info.out)["project"]["name"], "");
+  EXPECT_EQ(json::parse(info.out)["project"]["description"], "it is");
+  EXPECT_EQ(json::parse(Do("qvprj crs find --near copy.db --json").out)["systems"][0]["id"], 32632);
+  EXPECT_THAT(Do("qvprj transform copy.db --to-local --images").out, StartsWith("id,name,x,y,z,"));
   EXPECT_EQ(json::parse(info.out)["files"]["database"]["path"], "copy.db");
 }
 

@@ -56,6 +56,17 @@ TEST(DisplayWidth, CountsColumns) {
   EXPECT_EQ(DisplayWidth(""), 0);
 }
 
+TEST(Shortened, CutsWhatIsTooLong) {
+  EXPECT_EQ(qvapp::Shortened("abcdef", 6), "abcdef");
+  EXPECT_EQ(qvapp::Shortened("abcdefg", 6), "abc...");
+  EXPECT_EQ(qvapp::Shortened("a\nc", 6), "a?c");
+}
+
+TEST(Shortened, CutsBetweenCharacters) {
+  EXPECT_EQ(qvapp::Shortened("\xE6\xBB\xB4\xE6\xB3\x89\xE6\xBB\xB4\xE6\xB3\x89", 6), "\xE6\xBB\xB4...");
+  EXPECT_EQ(qvapp::Shortened("e\xCC\x81xabcdefg", 5), "e\xCC\x81x...") << "an accent takes no room";
+}
+
 TEST(FixedText, EndsAtTheNulOrAtTheEndOfTheArray) {
   const char whole[3] = {'a', 'b', 'c'};
   const char cut[4] = {'a', '\0', 'x', 'y'};
@@ -66,6 +77,7 @@ TEST(FixedText, EndsAtTheNulOrAtTheEndOfTheArray) {
 TEST(Numbers, HaveSensibleDigits) {
   EXPECT_EQ(qvapp::Degrees(-83.3057253), "-83.3057253");
   EXPECT_EQ(qvapp::Degrees(8), "8.0000000");
+  EXPECT_EQ(qvapp::Radians(2.0943951023932), "2.094395102");
   EXPECT_EQ(qvapp::Metres(70.5349), "70.53");
   EXPECT_EQ(qvapp::Metres(1e300), "1e+300");
 }

@@ -2,15 +2,18 @@
 #include "commands/Import.h"
 
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "common/CameraFile.h"
+#include "common/CoordinateSystem.h"
 #include "common/DatabaseFiles.h"
 #include "common/Failure.h"
 #include "common/Json.h"
 #include "common/Missions.h"
 #include "common/ProjectPair.h"
+#include "common/ProjectRecord.h"
 #include "common/Text.h"
 
 namespace qvapp {
@@ -22,9 +25,15 @@ constexpr const char* kFooter =
     "and focallength in millimetres, and, where they are known, id (0), name, x0, y0, distortion_type,\n"
     "k1, k2, k3, p1, p2, alpha, beta, n1, n2, n3.\n"
     "\n"
+    "With --crs the project has a coordinate system, for example EPSG:32650; 'qvprj crs find' finds its\n"
+    "code, and 'qvprj set' gives a project another one. Positions are stored as degrees all the same.\n"
+    "\n"
     "With --json: {\"flight\", \"mission\": {\"id\", \"name\", \"project\", \"project_id\", \"created\"},\n"
-    "\"images\", \"cameras\", \"missing_camera_id\", \"files\": {\"database\": {\"path\", \"bytes\"},\n"
-    "\"track_file\": {\"path\", \"bytes\"}}}; \"missing_camera_id\" is null where the camera is there.\n"
+    "\"images\", \"cameras\", \"missing_camera_id\", \"coordinate_id\", \"coordinate_name\",\n"
+    "\"unconvertible_images\", \"files\": {\"database\": {\"path\", \"bytes\"}, \"track_file\": {\"path\",\n"
+    "\"bytes\"}}}; \"missing_camera_id\" is null where the camera is there, \"coordinate_id\" and\n"
+    "\"coordinate_name\" without --crs. \"unconvertible_images\" counts the images whose position cannot be\n"
+    "converted to the coordinate system.\n"
     "\n"
     "Example:\n"
     "  qvprj import flight.db --mission latest --out survey.db --operator 'A. Surveyor'";
@@ -32,15 +41,14 @@ constexpr const char* kFooter =
 /// What every imported image refers to.
 constexpr int kImportedCamera = 0;
 
-/// A saved project keeps one byte less: the array's NUL.
-constexpr int kOperatorCapacity = 64;
-
 struct Result {
   Mission mission;
   ProjectPair pair;
   int images = 0;
   int cameras = 0;
   bool camera_missing = false;
+  std::optional<qvfd::CoordinateInfo> system;
+  int unconvertible_images = 0;
 };
 
 void RequireRightUsage(const ImportOptions& options) {
@@ -50,17 +58,14 @@ void RequireRightUsage(const ImportOptions& options) {
   if (options.camera_file) {
     RequireApart(pair, *options.camera_file);
   }
-  if (options.operator_name.size() >= std::size_t{kOperatorCapacity}) {
-    throw Failure(
-        "--operator",
-        "the name has " + Counted(options.operator_name.size(), "byte", "bytes") + ", a project keeps 63",
-        "shorten it", kWrongUsage);
-  }
+  RequireKept("--operator", "name", options.operator_name, kOperatorCapacity);
 }
 
 void AddHostsPart(const ImportOptions& options, const std::vector<qvfd::CameraInfo>& cameras,
-                  qvprj::QvProject& project) {
-  project.string2char(project.GetPrjInfo().operator_name, kOperatorCapacity, options.operator_name);
+                  const std::optional<qvfd::CoordinateInfo>& system, qvprj::QvProject& project) {
+  qvprj::PrjInfo& record = project.GetPrjInfo();
+  project.string2char(record.operator_name, kOperatorCapacity + 1, options.operator_name);
+  record.coordinate_id = system ? system->id : kNoCoordinateSystem;
   for (const qvfd::CameraInfo& camera : cameras) {
     project.GetCameraInfoSet().AddCamera(camera);
   }
@@ -76,7 +81,8 @@ std::uintmax_t BytesNeeded(const qvprj::QvProject& project) {
 bool OpensAgain(const std::string& path, const qvprj::QvProject& saved) {
   qvprj::QvProject opened;
   return opened.OpenPrj(path) && opened.GetImageInfoSet().Size() == saved.GetImageInfoSet().Size() &&
-         opened.GetCameraInfoSet().Size() == saved.GetCameraInfoSet().Size();
+         opened.GetCameraInfoSet().Size() == saved.GetCameraInfoSet().Size() &&
+         opened.GetPrjInfo().coordinate_id == saved.GetPrjInfo().coordinate_id;
 }
 
 void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& console) {
@@ -97,6 +103,7 @@ void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& c
 
 Result Import(const ImportOptions& options, Console& console) {
   RequireRightUsage(options);
+  const auto system = options.crs ? std::optional(CoordinateOfCode(*options.crs)) : std::nullopt;
   RequireDatabase(options.flight, DatabaseKind::kFlight);
   const auto cameras =
       options.camera_file ? ReadCameraFile(*options.camera_file) : std::vector<qvfd::CameraInfo>();
@@ -111,12 +118,19 @@ Result Import(const ImportOptions& options, Console& console) {
     mission = ChooseMission(options.flight, missions, options.mission);
     ReadMission(options.flight, mission, project);
   }
-  AddHostsPart(options, cameras, project);
+  AddHostsPart(options, cameras, system, project);
   SaveAndCheck(pair, project, console);
 
-  const int images = project.GetImageInfoSet().Size();
-  const bool cameraMissing = project.GetCameraInfoSet().FindCamera(kImportedCamera) == nullptr;
-  return {std::move(mission), pair, images, project.GetCameraInfoSet().Size(), cameraMissing && images > 0};
+  Result result;
+  result.mission = std::move(mission);
+  result.pair = pair;
+  result.images = project.GetImageInfoSet().Size();
+  result.cameras = project.GetCameraInfoSet().Size();
+  result.camera_missing =
+      result.images > 0 && project.GetCameraInfoSet().FindCamera(kImportedCamera) == nullptr;
+  result.system = system;
+  result.unconvertible_images = system ? CountUnconvertible(project.GetImageInfoSet(), *system) : 0;
+  return result;
 }
 
 void PrintAsJson(const ImportOptions& options, const Result& result, std::ostream& out) {
@@ -132,6 +146,9 @@ void PrintAsJson(const ImportOptions& options, const Result& result, std::ostrea
              {"images", result.images},
              {"cameras", result.cameras},
              {"missing_camera_id", result.camera_missing ? Json(kImportedCamera) : Json(nullptr)},
+             {"coordinate_id", result.system ? Json(result.system->id) : Json(nullptr)},
+             {"coordinate_name", result.system ? JsonText(qvfd::DisplayName(*result.system)) : Json(nullptr)},
+             {"unconvertible_images", result.unconvertible_images},
              {"files", JsonFiles(result.pair)}});
 }
 
@@ -144,6 +161,9 @@ void PrintAsText(const ImportOptions& options, const Result& result, std::ostrea
   table.Add({"created", mission.created_at});
   table.Add({"images", std::to_string(result.images)});
   table.Add({"cameras", std::to_string(result.cameras)});
+  if (result.system) {
+    table.Add({"coordinate system", CoordinateText(result.system->id)});
+  }
   for (const std::string& file : {result.pair.database, result.pair.track_file}) {
     table.Add({"file", file + ", " + std::to_string(FileBytes(file).value_or(0)) + " bytes"});
   }
@@ -152,6 +172,12 @@ void PrintAsText(const ImportOptions& options, const Result& result, std::ostrea
     out << "The images refer to camera " << kImportedCamera
         << ", which is not in the project yet. To add it, import with --camera FILE.json\n"
            "(see 'qvprj import --help').\n";
+  }
+  if (result.unconvertible_images > 0) {
+    out << "The position of "
+        << Counted(static_cast<std::size_t>(result.unconvertible_images), "image", "images")
+        << " cannot be converted to " << CodeOf(*result.system)
+        << ". To give the project another\ncoordinate system, see 'qvprj set --help'.\n";
   }
 }
 
@@ -183,6 +209,8 @@ void AddImport(CLI::App& program, Action& action) {
   command->add_option("--operator", options->operator_name, "who flew, at most 63 bytes")->type_name("NAME");
   command->add_option("--camera", options->camera_file, "the camera, or cameras, to add")
       ->type_name("FILE.json");
+  command->add_option("--crs", options->crs, "the project's coordinate system, for example EPSG:32650")
+      ->type_name("CODE");
   command->add_flag("--force", options->force, "replace a project that is there already");
   command->add_flag("--json", options->json, "print one JSON document");
   command->footer(kFooter);

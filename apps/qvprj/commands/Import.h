@@ -14,6 +14,7 @@ struct ImportOptions {
   std::string out;
   std::string operator_name;
   std::optional<std::string> camera_file;
+  std::optional<std::string> crs;
   bool force = false;
   bool json = false;
 };

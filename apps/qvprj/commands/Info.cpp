@@ -10,10 +10,12 @@
 #include <span>
 #include <utility>
 
+#include "common/CoordinateSystem.h"
 #include "common/DatabaseFiles.h"
 #include "common/Failure.h"
 #include "common/Json.h"
 #include "common/ProjectPair.h"
+#include "common/ProjectRecord.h"
 #include "common/Text.h"
 #include "qvfd/BinaryData.h"
 #include "qvfd/PathHelper.h"
@@ -23,7 +25,9 @@ namespace qvapp {
 namespace {
 
 constexpr const char* kFooter =
-    "Extent and heights are those of the images as flown; what has no finite number is left out.\n"
+    "Extent and heights are those of the images as flown; what has no finite number is left out. The\n"
+    "local extent is that in the project's coordinate system, of the images that can be converted to it;\n"
+    "where that is geographic it is in radians.\n"
     "\n"
     "With --json: {\"file\", \"project\": {\"id\", \"name\", \"operator\", \"date\", \"description\", "
     "\"height\",\n"
@@ -33,6 +37,7 @@ constexpr const char* kFooter =
     "\"points\"},\n"
     "\"matches\": {\"pairs\", \"matches\"}, \"tracks\", \"extent\": {\"x_min\", \"x_max\", \"y_min\", "
     "\"y_max\"},\n"
+    "\"extent_local\": {\"x_min\", \"x_max\", \"y_min\", \"y_max\", \"unit\"}, \"unconvertible_images\",\n"
     "\"height_range\": {\"z_min\", \"z_max\"}, \"track_file_state\" (\"ok\", \"missing\" or \"damaged\"), "
     "\"files\":\n"
     "{\"database\": {\"path\", \"bytes\"}, \"track_file\": {\"path\", \"bytes\"}}}; null for what there is "
@@ -82,11 +87,20 @@ struct ListFacts {
   std::size_t elements = 0;
 };
 
+/// The images in the project's coordinate system.
+struct LocalFacts {
+  bool exists = false;  ///< whether there is a system to which positions can be converted
+  std::optional<Span> x;
+  std::optional<Span> y;
+  std::string unit;
+  int unconvertible = 0;
+};
+
 struct Facts {
   qvprj::PrjInfo record;
-  std::optional<std::string> coordinate_name;  ///< none for a system that the registry does not know
   int cameras = 0;
   ImageFacts images;
+  LocalFacts local;
   std::size_t control_points = 0;
   std::size_t measurements = 0;
   ListFacts features;
@@ -138,20 +152,32 @@ std::size_t CountMeasurements(const qvgcp::GCPPrj& control, const std::vector<in
   return count;
 }
 
-/// The name under which the project database stores the system: that of a Chinese system begins with its
-/// datum.
-std::optional<std::string> CoordinateName(const qvprj::QvProject& project) {
-  const int id = project.GetPrjInfo().coordinate_id;
-  const qvfd::CoordinateInfo system = project.GetCoordinate();
-  if (id < 0 || system.id != id) {
-    return std::nullopt;
+LocalFacts LookAtLocalFrame(const qvfd::ImageInfoSet& images, int coordinateId) {
+  LocalFacts facts;
+  if (coordinateId == kNoCoordinateSystem) {
+    return facts;
   }
-  constexpr int kXian1980 = 2;
-  constexpr int kCgcs2000 = 3;
-  const char* const datum = system.type == kXian1980   ? "Xian 1980 "
-                            : system.type == kCgcs2000 ? "CGCS2000 "
-                                                       : "";
-  return datum + system.name;
+  facts.unconvertible = images.Size();
+  const auto system = FindCoordinate(coordinateId);
+  if (!system) {
+    return facts;
+  }
+  Conversion conversion(*system, Direction::kToLocal);
+  facts.exists = conversion.IsPossible();
+  facts.unit = LocalUnit(*system);
+  SpanOf x;
+  SpanOf y;
+  for (const qvfd::ImageInfo& image : images) {
+    qvfd::EOP eop = image.GetEOP();
+    if (conversion.Convert(eop.x, eop.y)) {
+      --facts.unconvertible;
+      x.Take(eop.x);
+      y.Take(eop.y);
+    }
+  }
+  facts.x = x.Get();
+  facts.y = y.Get();
+  return facts;
 }
 
 /// Opening passes over a damaged track file, so it is read once more on its own. What `project` has of it is
@@ -185,9 +211,9 @@ Facts Collect(const InfoOptions& options, Console& console) {
   project.GetGroundControl().ground_points.GetPointIndex(points);
   Facts facts;
   facts.record = project.GetPrjInfo();
-  facts.coordinate_name = CoordinateName(project);
   facts.cameras = project.GetCameraInfoSet().Size();
   facts.images = LookAtImages(project.GetImageInfoSet());
+  facts.local = LookAtLocalFrame(project.GetImageInfoSet(), facts.record.coordinate_id);
   facts.control_points = points.size();
   facts.measurements = CountMeasurements(project.GetGroundControl(), points);
   facts.features = Count(project.GetFeatures());
@@ -196,20 +222,6 @@ Facts Collect(const InfoOptions& options, Console& console) {
   facts.pair = PairOf(options.project);
   facts.track_file_state = TrackFileState(facts.pair.track_file, project);
   return facts;
-}
-
-Json RecordJson(const Facts& facts) {
-  const qvprj::PrjInfo& record = facts.record;
-  return {{"id", JsonText(FixedText(record.id))},
-          {"name", JsonText(FixedText(record.project_name))},
-          {"operator", JsonText(FixedText(record.operator_name))},
-          {"date", JsonText(FixedText(record.date))},
-          {"description", JsonText(FixedText(record.description))},
-          {"height", record.height},
-          {"coordinate_id", record.coordinate_id == -1 ? Json(nullptr) : Json(record.coordinate_id)},
-          {"coordinate_name", facts.coordinate_name ? JsonText(*facts.coordinate_name) : Json(nullptr)},
-          {"uavtype", record.uavtype},
-          {"nadir", record.nadir}};
 }
 
 Json ExtentJson(const ImageFacts& images) {
@@ -222,6 +234,17 @@ Json ExtentJson(const ImageFacts& images) {
           {"y_max", images.y->most}};
 }
 
+Json LocalExtentJson(const LocalFacts& local) {
+  if (!local.x || !local.y) {
+    return nullptr;
+  }
+  return {{"x_min", local.x->least},
+          {"x_max", local.x->most},
+          {"y_min", local.y->least},
+          {"y_max", local.y->most},
+          {"unit", local.unit.empty() ? Json(nullptr) : JsonText(local.unit)}};
+}
+
 Json HeightsJson(const ImageFacts& images) {
   if (!images.z) {
     return nullptr;
@@ -231,7 +254,7 @@ Json HeightsJson(const ImageFacts& images) {
 
 void PrintAsJson(const std::string& project, const Facts& facts, std::ostream& out) {
   PrintJson(out, {{"file", JsonText(project)},
-                  {"project", RecordJson(facts)},
+                  {"project", RecordJson(facts.record)},
                   {"cameras", facts.cameras},
                   {"images", facts.images.images},
                   {"enabled_images", facts.images.enabled},
@@ -242,21 +265,28 @@ void PrintAsJson(const std::string& project, const Facts& facts, std::ostream& o
                   {"matches", {{"pairs", facts.matches.lists}, {"matches", facts.matches.elements}}},
                   {"tracks", facts.tracks},
                   {"extent", ExtentJson(facts.images)},
+                  {"extent_local", LocalExtentJson(facts.local)},
+                  {"unconvertible_images", facts.local.unconvertible},
                   {"height_range", HeightsJson(facts.images)},
                   {"track_file_state", facts.track_file_state},
                   {"files", JsonFiles(facts.pair)}});
 }
 
-std::string CoordinateText(const Facts& facts) {
-  const int id = facts.record.coordinate_id;
-  if (id == -1) {
-    return "none (local)";
-  }
-  return std::to_string(id) + " (" + facts.coordinate_name.value_or("not known here") + ")";
+std::string RangeText(const std::optional<Span>& span, std::string (*format)(double),
+                      const std::string& unit) {
+  return span ? format(span->least) + " to " + format(span->most) + unit : "none";
 }
 
-std::string RangeText(const std::optional<Span>& span, std::string (*format)(double), const char* unit) {
-  return span ? format(span->least) + " to " + format(span->most) + unit : "none";
+void AddLocalRows(const LocalFacts& local, Table& table) {
+  if (local.exists) {
+    const auto format = local.unit == "radian" ? Radians : Metres;
+    const std::string unit = local.unit.empty() ? "" : " " + local.unit;
+    table.Add({"extent local x", RangeText(local.x, format, unit)});
+    table.Add({"extent local y", RangeText(local.y, format, unit)});
+  }
+  if (local.unconvertible > 0) {
+    table.Add({"not convertible", Counted(static_cast<std::size_t>(local.unconvertible), "image", "images")});
+  }
 }
 
 std::string FileText(const std::string& path, const std::string& state) {
@@ -268,16 +298,7 @@ std::string FileText(const std::string& path, const std::string& state) {
 void PrintAsText(const std::string& project, const Facts& facts, std::ostream& out) {
   using enum Table::Align;
   Table table({kLeft, kLeft});
-  const qvprj::PrjInfo& record = facts.record;
-  table.Add({"project", FixedText(record.project_name)});
-  table.Add({"id", FixedText(record.id)});
-  table.Add({"operator", FixedText(record.operator_name)});
-  table.Add({"date", FixedText(record.date)});
-  table.Add({"description", FixedText(record.description)});
-  table.Add({"flying height", Metres(record.height) + " m"});
-  table.Add({"coordinate system", CoordinateText(facts)});
-  table.Add({"aircraft type", std::to_string(record.uavtype)});
-  table.Add({"nadir", std::to_string(record.nadir)});
+  AddRecordRows(facts.record, table);
   table.Add({"cameras", std::to_string(facts.cameras)});
   table.Add({"images", std::to_string(facts.images.images) + ", " + std::to_string(facts.images.enabled) +
                            " enabled, in " + Counted(facts.images.strips, "strip", "strips")});
@@ -291,6 +312,7 @@ void PrintAsText(const std::string& project, const Facts& facts, std::ostream& o
   table.Add({"tracks", std::to_string(facts.tracks)});
   table.Add({"extent x", RangeText(facts.images.x, Degrees, " degrees")});
   table.Add({"extent y", RangeText(facts.images.y, Degrees, " degrees")});
+  AddLocalRows(facts.local, table);
   table.Add({"heights z", RangeText(facts.images.z, Metres, " m")});
   table.Add({"database", FileText(facts.pair.database, "")});
   table.Add({"track file", FileText(facts.pair.track_file, facts.track_file_state)});

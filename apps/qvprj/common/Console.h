@@ -1,12 +1,14 @@
-// Where a command talks to: results, failures, and the status line of long work.
+// Where a command talks to: its input, results, failures, and the status line of long work.
 #pragma once
 
+#include <istream>
 #include <ostream>
 #include <string_view>
 
 namespace qvapp {
 
 struct Console {
+  std::istream& in;
   std::ostream& out;
   std::ostream& err;
   bool terminal = false;  ///< whether `err` is a terminal, where a person waits and a status line helps

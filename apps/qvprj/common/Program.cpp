@@ -30,6 +30,8 @@ constexpr const char* kFooter =
     "Example:\n"
     "  qvprj missions flight.db\n"
     "  qvprj import flight.db --mission latest --out survey.db\n"
+    "  qvprj crs find --near survey.db\n"
+    "  qvprj set survey.db --crs EPSG:32650\n"
     "  qvprj info survey.db";
 
 void Describe(CLI::App& program, const std::vector<AddCommand>& commands, Action& action) {
@@ -43,11 +45,11 @@ void Describe(CLI::App& program, const std::vector<AddCommand>& commands, Action
   }
 }
 
-/// "qvprj", or "qvprj import" when the command line got that far.
+/// "qvprj", or "qvprj import" or "qvprj crs find" when the command line got that far.
 std::string NameSoFar(const CLI::App& program) {
   std::string name = program.get_name();
   for (const CLI::App* command : program.get_subcommands()) {
-    name += " " + command->get_name();
+    name += " " + NameSoFar(*command);
   }
   return name;
 }
@@ -121,8 +123,9 @@ int RunProgram(int argc, const char* const* argv, const std::vector<AddCommand>&
 int RunProcess(int argc, const char* const* argv, const std::vector<AddCommand>& commands) {
   return Reported(std::cerr, [&] {
     KeepWriteErrors();
+    std::ios::sync_with_stdio(false);  // nothing else reads standard input, and in step it would be slow
     std::ostringstream results;
-    Console console{results, std::cerr, ErrorsGoToTerminal()};
+    Console console{std::cin, results, std::cerr, ErrorsGoToTerminal()};
     const int exitCode = RunProgram(argc, argv, commands, console);
     WriteStandardOutput(results.str());
     return exitCode;

@@ -95,6 +95,10 @@ void EachCharacter(std::string_view utf8, Visit visit) {
   }
 }
 
+int WidthOf(char32_t value) {
+  return IsIn(kZeroWidth, value) ? 0 : IsIn(kWide, value) ? 2 : 1;
+}
+
 std::string FixedNumber(double value, int decimals) {
   // A stray huge number would print hundreds of digits.
   const char* const format = std::fabs(value) < 1e15 ? "%.*f" : "%.*g";
@@ -117,14 +121,32 @@ std::string Printable(std::string_view text) {
 
 int DisplayWidth(std::string_view text) {
   int width = 0;
-  EachCharacter(qvfd::StringConverter::ToUTF8(std::string(text)), [&width](char32_t value, std::string_view) {
-    width += IsIn(kZeroWidth, value) ? 0 : IsIn(kWide, value) ? 2 : 1;
-  });
+  EachCharacter(qvfd::StringConverter::ToUTF8(std::string(text)),
+                [&width](char32_t value, std::string_view) { width += WidthOf(value); });
   return width;
+}
+
+std::string Shortened(std::string_view text, int columns) {
+  constexpr std::string_view kMore = "...";
+  std::string whole = Printable(text);
+  if (DisplayWidth(whole) <= columns) {
+    return whole;
+  }
+  std::string start;
+  int width = static_cast<int>(kMore.size());
+  EachCharacter(qvfd::StringConverter::ToUTF8(whole), [&](char32_t value, std::string_view bytes) {
+    width += WidthOf(value);
+    start += width <= columns ? bytes : std::string_view();
+  });
+  return qvfd::StringConverter::FromUTF8(start) + std::string(kMore);
 }
 
 std::string Degrees(double value) {
   return FixedNumber(value, 7);
+}
+
+std::string Radians(double value) {
+  return FixedNumber(value, 9);
 }
 
 std::string Metres(double value) {

@@ -18,6 +18,10 @@ namespace qvapp {
 /// The number of terminal columns that `text` takes: two for a wide character, none for a combining one.
 [[nodiscard]] int DisplayWidth(std::string_view text);
 
+/// Printable text that takes at most `columns` terminal columns: where `text` takes more, its beginning and
+/// "...".
+[[nodiscard]] std::string Shortened(std::string_view text, int columns);
+
 /// The text in a fixed array: up to its first NUL, or all of it when there is none.
 template <std::size_t N>
 [[nodiscard]] std::string FixedText(const char (&array)[N]) {
@@ -26,6 +30,9 @@ template <std::size_t N>
 
 /// Seven decimals: about a centimetre on the ground.
 [[nodiscard]] std::string Degrees(double value);
+
+/// Nine decimals: about a centimetre on the ground.
+[[nodiscard]] std::string Radians(double value);
 
 /// Two decimals.
 [[nodiscard]] std::string Metres(double value);

@@ -137,6 +137,19 @@ TEST(FillUnits, TellsTheUnitOfEach) {
 }
 
 #if !defined(_WIN32)
+TEST(FillUnits, KnowsTheBuiltInSystemsWithoutADatabase) {
+  setenv("PROJ_DATA", "/nowhere", 1);
+  setenv("PROJ_LIB", "/nowhere", 1);
+  std::vector<CatalogEntry> entries(2);
+  entries[0].id = 4549;
+  entries[1].id = 4490;
+  qvfd::FillUnits(entries);
+  EXPECT_EQ(entries[0].unit, "metre");
+  EXPECT_EQ(entries[1].unit, "degree");
+  unsetenv("PROJ_DATA");
+  unsetenv("PROJ_LIB");
+}
+
 TEST(FindCoordinates, IsFalseWithoutADatabase) {
   setenv("PROJ_DATA", "/nowhere", 1);
   setenv("PROJ_LIB", "/nowhere", 1);

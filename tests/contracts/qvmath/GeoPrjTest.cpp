@@ -301,6 +301,17 @@ TEST(GeoPrj, ObjectsInThreadsDoNotDisturbEachOther) {
 }
 
 #if !defined(_WIN32)
+TEST(GeoPrj, PrintsNothingWithoutADatabase) {
+  setenv("PROJ_DATA", "/nowhere", 1);
+  setenv("PROJ_LIB", "/nowhere", 1);
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(FromWGS84("EPSG:32632").IsValid());
+  EXPECT_FALSE(FromWGS84("EPSG:25832").IsValid());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  unsetenv("PROJ_DATA");
+  unsetenv("PROJ_LIB");
+}
+
 TEST(GeoPrj, TouchesNoNetworkWhereTheEnvironmentAsksForIt) {
   setenv("PROJ_NETWORK", "ON", 1);
   setenv("PROJ_NETWORK_ENDPOINT", "http://localhost:1", 1);
