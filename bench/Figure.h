@@ -56,6 +56,8 @@ void Require(bool condition, const std::string& what);
 
 std::vector<Figure> SaveOpenFigures(const Scale& scale);
 std::vector<Figure> FlightListingFigures(const Scale& scale);
+std::vector<Figure> TableFigures(const Scale& scale);
+std::vector<Figure> ProjectFigures(const Scale& scale);
 std::vector<Figure> TrackFileFigures(const Scale& scale);
 std::vector<Figure> LocalFrameFigures(const Scale& scale);
 

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Figure.h"
+#include "Growth.h"
 
 namespace {
 
@@ -18,9 +19,10 @@ using bench::Result;
 
 constexpr char kUsage[] =
     "usage: qvprj_bench [FILTER] [--check] [--json FILE] [--rounds N] [--tiny]\n"
+    "       qvprj_bench growth [--tiny]\n"
     "\n"
     "Measures operations against their floors in the same run: all, or those in whose names the regular\n"
-    "expression FILTER is found.\n"
+    "expression FILTER is found. With growth: how saving and opening grow with the number of images.\n"
     "  --check      fail when a ratio is above its goal\n"
     "  --json FILE  write the figures to FILE too\n"
     "  --rounds N   rounds of each measurement, of which the median counts (default 9)\n"
@@ -75,7 +77,8 @@ std::regex FilterOf(const Options& options) {
 std::vector<Figure> AllFigures(const bench::Scale& scale) {
   std::vector<Figure> figures;
   for (auto& part :
-       {bench::SaveOpenFigures(scale), bench::FlightListingFigures(scale), bench::LocalFrameFigures(scale), bench::TrackFileFigures(scale)}) {
+       {bench::SaveOpenFigures(scale), bench::FlightListingFigures(scale), bench::LocalFrameFigures(scale),
+        bench::TrackFileFigures(scale), bench::TableFigures(scale), bench::ProjectFigures(scale)}) {
     figures.insert(figures.end(), part.begin(), part.end());
   }
   return figures;
@@ -132,6 +135,10 @@ int main(int argc, char** argv) {
 #ifndef NDEBUG
   std::fputs("built without optimisation: the figures mean nothing\n", stderr);
 #endif
+  if (options.filter == "growth") {
+    bench::PrintGrowth(options.tiny);
+    return 0;
+  }
   const std::regex filter = FilterOf(options);
   const std::vector<Figure> figures = AllFigures({options.tiny});
   std::vector<Result> results;

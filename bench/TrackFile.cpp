@@ -1,9 +1,6 @@
 // Opening and saving the track file against building the same containers from bytes in memory, and against writing
 // the same bytes.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -137,15 +134,10 @@ class TrackFile {
   double WriteRaw() const {
     std::filesystem::remove(Copy());
     return Milliseconds([&] {
-      const int file = open(Copy().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+      RawFile file(Copy());
       for (const Bytes& blob : blobs_) {
-        for (std::size_t done = 0; done < blob.size();) {
-          const ssize_t written = write(file, blob.data() + done, blob.size() - done);
-          Require(written > 0, "writing by hand");
-          done += static_cast<std::size_t>(written);
-        }
+        file.Write(blob.data(), blob.size());
       }
-      close(file);
     });
   }
 
@@ -188,7 +180,8 @@ Figure Saving(const char* name, const support::ProjectShape& shape, double goal)
 }  // namespace
 
 std::vector<Figure> TrackFileFigures(const Scale& scale) {
-  return {Opening("M", ShapeM(scale), 1.2), Opening("L", ShapeL(scale), 1.3), Saving("M", ShapeM(scale), 1.6)};
+  return {Opening("M", ShapeM(scale), 1.2), Opening("L", ShapeL(scale), 1.3),
+          Saving("M", ShapeM(scale), 1.6)};
 }
 
 }  // namespace bench

@@ -1,11 +1,16 @@
 // A folder for the files of one figure.
 #pragma once
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <random>
 #include <string>
+
+#include "Figure.h"
 
 namespace bench {
 
@@ -30,6 +35,29 @@ class Workspace {
 
  private:
   std::filesystem::path path_;
+};
+
+/// A new file, written as fast as the system takes bytes.
+class RawFile {
+ public:
+  explicit RawFile(const std::string& path)
+      : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)) {}
+  ~RawFile() { close(file_); }
+  RawFile(const RawFile&) = delete;
+  RawFile& operator=(const RawFile&) = delete;
+
+  void Write(const void* data, std::size_t size) {
+    const auto* bytes = static_cast<const char*>(data);
+    while (size > 0) {
+      const ssize_t written = write(file_, bytes, size);
+      Require(written > 0, "writing by hand");
+      bytes += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
+ private:
+  int file_;
 };
 
 }  // namespace bench

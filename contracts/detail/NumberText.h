@@ -19,10 +19,14 @@ namespace qvdetail {
 /// Room for the text of any number that the functions below write.
 inline constexpr std::size_t kNumberTextCapacity = 32;
 
+/// Writes `value` into `buffer` and returns the end of the text.
+inline char* FormatInteger(std::int64_t value, char (&buffer)[kNumberTextCapacity]) {
+  return std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
+}
+
 inline std::string FormatInteger(std::int64_t value) {
   char buffer[kNumberTextCapacity];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return {buffer, result.ptr};
+  return {buffer, FormatInteger(value, buffer)};
 }
 
 /// Writes `value` into `buffer` and returns the end of the text. Whole numbers below 1e15 go without an

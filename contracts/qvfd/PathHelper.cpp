@@ -67,17 +67,20 @@ bool IsRegularFile(const std::string& path) {
   return NamesFile(path) && fs::is_regular_file(path, error);
 }
 
+/// The names of the regular files in a directory, of which `prefix` is the path with a separator behind it.
 #if defined(_WIN32)
 
-void AppendFiles(const std::string& directory, std::vector<std::string>& names) {
+std::vector<std::string> FilesIn(const std::string& directory, const std::string& /*prefix*/) {
+  std::vector<std::string> names;
   std::error_code error;
   fs::directory_iterator entry(directory.empty() ? "." : directory, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     std::error_code unknown;
     if (entry->is_regular_file(unknown)) {
-      names.push_back(PathHelper::Merge(directory, entry->path().filename().string()));
+      names.push_back(entry->path().filename().string());
     }
   }
+  return names;
 }
 
 #else
@@ -87,20 +90,21 @@ struct FolderCloser {
 };
 
 // Not with directory_iterator: the standard library ends the program where that one gets no memory.
-void AppendFiles(const std::string& directory, std::vector<std::string>& names) {
+std::vector<std::string> FilesIn(const std::string& directory, const std::string& prefix) {
+  std::vector<std::string> names;
   const std::unique_ptr<DIR, FolderCloser> folder(opendir(directory.empty() ? "." : directory.c_str()));
   if (!folder || directory.find('\0') != std::string::npos) {
-    return;
+    return names;
   }
   while (const dirent* const entry = readdir(folder.get())) {
-    if (entry->d_type != DT_REG && entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN) {
-      continue;
-    }
-    std::string path = PathHelper::Merge(directory, static_cast<const char*>(entry->d_name));
-    if (entry->d_type == DT_REG || IsRegularFile(path)) {
-      names.push_back(std::move(path));
+    const auto* const name = static_cast<const char*>(entry->d_name);
+    const bool isPlain = entry->d_type == DT_REG;
+    const bool mayBePlain = entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
+    if (isPlain || (mayBePlain && IsRegularFile(prefix + name))) {
+      names.emplace_back(name);
     }
   }
+  return names;
 }
 
 #endif
@@ -168,8 +172,13 @@ void PathHelper::CopyFile2(std::string from, std::string to) noexcept {
 void PathHelper::GetFileNames(std::string directory, std::vector<std::string>& names) noexcept {
   const std::size_t before = names.size();
   try {
-    AppendFiles(directory, names);
-    std::sort(names.begin() + static_cast<std::ptrdiff_t>(before), names.end());
+    const std::string prefix = Merge(directory, "");
+    std::vector<std::string> found = FilesIn(directory, prefix);
+    std::sort(found.begin(), found.end());
+    names.reserve(before + found.size());
+    for (const std::string& name : found) {
+      names.push_back(prefix + name);
+    }
   } catch (const std::exception&) {
     names.resize(before);
   }

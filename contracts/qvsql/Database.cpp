@@ -220,13 +220,18 @@ bool BytesOf(sqlite3_stmt* statement, int column, std::string_view& bytes) {
 /// Appends a value as text to `cells`. False when the engine ran out of memory.
 bool AppendCell(sqlite3_stmt* statement, int column, std::vector<std::string>& cells) {
   std::string_view bytes;
+  char number[qvdetail::kNumberTextCapacity];
   switch (sqlite3_column_type(statement, column)) {
-    case SQLITE_INTEGER:
-      cells.push_back(qvdetail::FormatInteger(sqlite3_column_int64(statement, column)));
+    case SQLITE_INTEGER: {
+      const char* const end = qvdetail::FormatInteger(sqlite3_column_int64(statement, column), number);
+      cells.emplace_back(number, static_cast<std::size_t>(end - number));
       return true;
-    case SQLITE_FLOAT:
-      cells.push_back(qvdetail::FormatReal(sqlite3_column_double(statement, column)));
+    }
+    case SQLITE_FLOAT: {
+      const char* const end = qvdetail::FormatReal(sqlite3_column_double(statement, column), number);
+      cells.emplace_back(number, static_cast<std::size_t>(end - number));
       return true;
+    }
     case SQLITE_NULL:
       cells.emplace_back();
       return true;
@@ -337,6 +342,14 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
+  /// Makes room for so many rows, so that a large table is not moved over and over again.
+  void Reserve(std::size_t rows, int columns) {
+    cells_.reserve(cellCount_ + rows * static_cast<std::size_t>(columns));
+    if (blobs_ != nullptr) {
+      blobs_->reserve(blobCount_ + rows);
+    }
+  }
+
   /// Appends one row of a result. False when the engine ran out of memory.
   bool AppendRow(sqlite3_stmt* statement, int columns, int blobColumn) {
     for (int column = 0; column < columns; ++column) {
@@ -380,6 +393,22 @@ class Output {
   bool kept_ = false;
 };
 
+/// The number that a statement gives; 0 when it gives none.
+std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
+  const Statement statement = Prepare(engine, sql);
+  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) : 0;
+}
+
+/// How many rows a table may have, found without walking through it: its largest row id, which is the number of its
+/// rows where none was ever deleted. Never more than the file has room for, whatever its row ids claim; 0 where rows
+/// have no ids.
+std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
+  const std::int64_t fileSize = NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
+  const std::int64_t room = fileSize / (columns + 2);  // a row takes a byte a column at least, and two of its own
+  const std::int64_t largest = NumberOf(engine, "SELECT max(rowid) FROM " + Quoted(table));
+  return static_cast<std::size_t>(std::clamp(largest, std::int64_t{0}, room));
+}
+
 bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Output& output) {
   const Statement statement = Prepare(engine, "SELECT * FROM " + Quoted(table));
   if (!statement) {
@@ -389,6 +418,7 @@ bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Outpu
   if (blobColumn != kNoBlobColumn && (blobColumn < 0 || blobColumn >= columns)) {
     return false;
   }
+  output.Reserve(LikelyRowCount(engine, table, columns), columns);
   int rows = 0;
   int code = sqlite3_step(statement.get());
   for (; code == SQLITE_ROW; code = sqlite3_step(statement.get())) {

@@ -9,6 +9,12 @@
 
 #include "DatabaseFile.h"
 
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -33,8 +39,16 @@ constexpr char kLogIndex[] = "-shm";
 
 using HeaderBytes = std::array<unsigned char, kHeaderSize>;
 
+// Of a folder full of photos every file is asked for its header: nothing but these bytes is to be read, and the kind
+// comes first, since opening a FIFO would block and opening a device may set it going.
+
+#if defined(_WIN32)
+
 bool ReadHeader(const std::string& path, HeaderBytes& header) {
-  // Unbuffered: of a folder full of photos nothing but these bytes is to be read.
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) {
+    return false;
+  }
   std::FILE* const file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) {
     return false;
@@ -44,6 +58,24 @@ bool ReadHeader(const std::string& path, HeaderBytes& header) {
   std::fclose(file);
   return whole;
 }
+
+#else
+
+bool ReadHeader(const std::string& path, HeaderBytes& header) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < off_t{kHeaderSize}) {
+    return false;
+  }
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
+    return false;
+  }
+  const ssize_t size = read(file, header.data(), header.size());
+  close(file);
+  return size == ssize_t{kHeaderSize};
+}
+
+#endif
 
 bool IsDatabaseHeader(const HeaderBytes& header) {
   const std::string_view text(reinterpret_cast<const char*>(header.data()), header.size());
@@ -111,11 +143,8 @@ fs::path MakeTemporaryFolder() {
 
 FileState Inspect(const std::string& path) noexcept {
   try {
-    std::error_code error;
     HeaderBytes header{};
-    // The kind comes first: opening a FIFO would block, opening a device may set it going.
-    if (!NamesFile(path) || !fs::is_regular_file(path, error) || !ReadHeader(path, header) ||
-        !IsDatabaseHeader(header)) {
+    if (!NamesFile(path) || !ReadHeader(path, header) || !IsDatabaseHeader(header)) {
       return FileState::kNotADatabase;
     }
     const std::string real = RealPath(path);

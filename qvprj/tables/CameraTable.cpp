@@ -33,7 +33,7 @@ constexpr Column<CameraRow> Coefficient(const char* name) {
 
 constexpr std::array kColumns = {
     Col::Integer<&CameraRow::camera, &CameraInfo::id>("id"),
-    Col::Text<&CameraRow::projectId>("project_id"),
+    Col::WrittenText<&CameraRow::projectId>("project_id"),
     Col::Text<&CameraRow::camera, &CameraInfo::name>("name"),
     Col::Integer<&CameraRow::camera, &CameraInfo::width>("width"),
     Col::Integer<&CameraRow::camera, &CameraInfo::height>("height"),

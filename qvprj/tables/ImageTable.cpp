@@ -30,7 +30,7 @@ using Col = Columns<ImageRow>;
 
 constexpr std::array kColumns = {
     Col::Integer<&ImageRow::id>("id"),
-    Col::Text<&ImageRow::projectId>("project_id"),
+    Col::WrittenText<&ImageRow::projectId>("project_id"),
     Col::Text<&ImageRow::name>("name"),
     Col::Text<&ImageRow::path>("path"),
     Col::Real<&ImageRow::initial, &EOP::x>("x"),

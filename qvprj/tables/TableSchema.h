@@ -57,6 +57,13 @@ struct Columns {
             [](Row& row, const std::string& cell) { (row.*....*path) = cell; }};
   }
 
+  /// A text that is written and not read.
+  template <auto... path>
+  static constexpr Column<Row> WrittenText(const char* name) {
+    return {name, qvsql::kTextColumn, [](const Row& row) { return (row.*....*path); },
+            [](Row&, const std::string&) {}};
+  }
+
   /// A text in a fixed array, of which `capacity` - 1 characters are kept.
   template <std::size_t capacity, auto... path>
   static constexpr Column<Row> FixedText(const char* name) {
