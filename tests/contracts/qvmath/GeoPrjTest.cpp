@@ -2,6 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#if !defined(_WIN32)
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#endif
+
 #include <atomic>
 #include <cstdlib>
 #include <limits>
@@ -313,15 +320,30 @@ TEST(GeoPrj, PrintsNothingWithoutADatabase) {
 }
 
 TEST(GeoPrj, TouchesNoNetworkWhereTheEnvironmentAsksForIt) {
+  // Whoever fetched a grid would have to knock here.
+  const int door = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(door, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(door, 8), 0);
+  ASSERT_EQ(getsockname(door, reinterpret_cast<sockaddr*>(&address), &size), 0);
+  const std::string endpoint = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
   setenv("PROJ_NETWORK", "ON", 1);
-  setenv("PROJ_NETWORK_ENDPOINT", "http://localhost:1", 1);
+  setenv("PROJ_NETWORK_ENDPOINT", endpoint.c_str(), 1);
   {
-    // A system with a grid that is not installed: with the network, planning would ask for it and fail there.
-    GeoPrj converter = FromWGS84("EPSG:28992");
-    EXPECT_TRUE(FromDegrees(converter, {5.0, 52.0}));
+    // The best operations of both need grids that are not installed.
+    GeoPrj british = FromWGS84("EPSG:27700");
+    EXPECT_TRUE(FromDegrees(british, {-1.0, 52.0}));
+    GeoPrj dutch = FromWGS84("EPSG:28992");
+    EXPECT_TRUE(FromDegrees(dutch, {5.0, 52.0}));
   }
   unsetenv("PROJ_NETWORK");
   unsetenv("PROJ_NETWORK_ENDPOINT");
+  pollfd knock = {door, POLLIN, 0};
+  EXPECT_EQ(poll(&knock, 1, 0), 0) << "somebody came for a grid";
+  close(door);
 }
 #endif
 

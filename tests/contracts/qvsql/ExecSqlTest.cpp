@@ -46,6 +46,11 @@ TEST_F(ExecSqlTest, WithoutRowsTheCallbackIsNotCalled) {
   EXPECT_THAT(RowsOf(db_, "DELETE FROM t").rows, IsEmpty());
 }
 
+TEST_F(ExecSqlTest, TheSchemaCannotBeForged) {
+  Exec(db_, "PRAGMA writable_schema = ON");
+  EXPECT_FALSE(Exec(db_, "UPDATE sqlite_master SET sql = 'CREATE TABLE t(other)' WHERE name = 't'"));
+}
+
 TEST_F(ExecSqlTest, RealsAreExact) {
   support::Execute(Path(), "CREATE TABLE r(v REAL)");
   for (const std::string text :
