@@ -47,8 +47,8 @@ Result Run(const Figure& figure, int rounds);
 /// How long `work` takes, in milliseconds.
 double Milliseconds(const std::function<void()>& work);
 
-/// Gives the memory that is free back to the system, so that a round begins as in a program that has just started:
-/// neither finds pages there that the one before it has left, nor pays for tidying up after it.
+/// Gives the memory that is free back to the system, so that a round begins as in a program that has just
+/// started: neither finds pages there that the one before it has left, nor pays for tidying up after it.
 void ForgetFreeMemory();
 
 /// Ends the program with a message when an operation did not do what it should: there is nothing to measure.

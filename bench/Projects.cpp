@@ -88,7 +88,8 @@ class SavedProject {
     return cost;
   }
 
-  /// The rows of the saved tables once more, by hand: one transaction, without journal and waiting for the disk.
+  /// The rows of the saved tables once more, by hand: one transaction, without journal and waiting for the
+  /// disk.
   double SaveByHand() {
     RemoveCopies();
     return Milliseconds([&] {

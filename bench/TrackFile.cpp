@@ -1,5 +1,5 @@
-// Opening and saving the track file against building the same containers from bytes in memory, and against writing
-// the same bytes.
+// Opening and saving the track file against building the same containers from bytes in memory, and against
+// writing the same bytes.
 
 #include <cstring>
 #include <filesystem>

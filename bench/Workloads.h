@@ -6,8 +6,8 @@
 
 namespace bench {
 
-/// M: 2,000 images with 5,000 features each, 20,000 pairs with 200 matches, a million tracks of 5 observations:
-/// 200 MB of tie points.
+/// M: 2,000 images with 5,000 features each, 20,000 pairs with 200 matches, a million tracks of 5
+/// observations: 200 MB of tie points.
 inline support::ProjectShape ShapeM(const Scale& scale) {
   support::ProjectShape shape = support::Nothing();
   shape.cameras = 2;

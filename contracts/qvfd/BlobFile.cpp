@@ -191,9 +191,9 @@ struct BlobFileReader::File {
 
   std::ifstream stream;
   int tag = 0;
-  std::vector<Blob> blobs;   // ascending by id
-  Blob* current = nullptr;   // the one that is being read
-  RunningCheck check;        // of what has been read of it
+  std::vector<Blob> blobs;  // ascending by id
+  Blob* current = nullptr;  // the one that is being read
+  RunningCheck check;       // of what has been read of it
   alignas(64) std::array<unsigned char, kBufferSize> buffer;
 };
 
@@ -273,8 +273,8 @@ bool BlobFileReader::Begin(int id) noexcept {
   return true;
 }
 
-/// Brings at least `size` bytes, at most the buffer's, into the buffer. False when the blob has not so many left,
-/// or they cannot be read.
+/// Brings at least `size` bytes, at most the buffer's, into the buffer. False when the blob has not so many
+/// left, or they cannot be read.
 bool BlobFileReader::Fill(std::size_t size) noexcept {
   const auto there = static_cast<std::size_t>(end_ - next_);
   if (size > there + behind_ || file_ == nullptr) {
@@ -348,18 +348,19 @@ struct BlobFileWriter::File {
   int tag = 0;
   std::vector<Entry> entries;  // the last one is being written, while `open`
   bool open = false;
-  std::uint64_t written = 0;                // bytes of the file before those in the buffer
-  const unsigned char* unchecked = nullptr;  // bytes of the blob in the buffer from here on are not in `check` yet
-  RunningCheck check;                       // of the blob that is being written
+  std::uint64_t written = 0;  // bytes of the file before those in the buffer
+  const unsigned char* unchecked =
+      nullptr;         // bytes of the blob in the buffer from here on are not in `check` yet
+  RunningCheck check;  // of the blob that is being written
   alignas(64) std::array<unsigned char, kBufferSize> buffer;
 };
 
-BlobFileWriter::BlobFileWriter(const std::string& path, int tag) : file_(new File) {
+// Not initialised: the buffer is written before it is read.
+BlobFileWriter::BlobFileWriter(const std::string& path, int tag) : room_(kBufferSize), file_(new File) {
   file_->stream.rdbuf()->pubsetbuf(nullptr, 0);
   file_->stream.open(path, std::ios::binary | std::ios::trunc);
   file_->tag = tag;
   next_ = file_->buffer.data();
-  room_ = kBufferSize;
   const std::array<unsigned char, kHeaderSize> later{};  // the header is known when all is written
   WriteBytes(later.data(), later.size());
 }
@@ -377,7 +378,8 @@ void BlobFileWriter::Check() {
 void BlobFileWriter::Flush() {
   Check();
   const std::size_t size = kBufferSize - room_;
-  file_->stream.write(reinterpret_cast<const char*>(file_->buffer.data()), static_cast<std::streamsize>(size));
+  file_->stream.write(reinterpret_cast<const char*>(file_->buffer.data()),
+                      static_cast<std::streamsize>(size));
   file_->written += size;
   next_ = file_->buffer.data();
   file_->unchecked = next_;

@@ -1,5 +1,5 @@
-// The file of a blob container, read and written piece by piece: for blobs of which a second copy in memory would
-// cost as much as all the rest. `BinaryData` is the same file with whole blobs.
+// The file of a blob container, read and written piece by piece: for blobs of which a second copy in memory
+// would cost as much as all the rest. `BinaryData` is the same file with whole blobs.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,8 @@
 
 namespace qvfd {
 
-/// Reads the blobs of a container file, one after the other in any order. What it hands out is verified only when
-/// all has been read: a caller keeps nothing for which `IsSound` is false in the end.
+/// Reads the blobs of a container file, one after the other in any order. What it hands out is verified only
+/// when all has been read: a caller keeps nothing for which `IsSound` is false in the end.
 class QVFD_API BlobFileReader {
  public:
   BlobFileReader();
@@ -25,8 +25,8 @@ class QVFD_API BlobFileReader {
   BlobFileReader(const BlobFileReader&) = delete;
   BlobFileReader& operator=(const BlobFileReader&) = delete;
 
-  /// Opens the file at `path` and reads its header and directory. False, and no blobs, when it is missing, is no
-  /// regular file, is no container, or its header or directory is damaged.
+  /// Opens the file at `path` and reads its header and directory. False, and no blobs, when it is missing, is
+  /// no regular file, is no container, or its header or directory is damaged.
   [[nodiscard]] bool Open(const std::string& path) noexcept;
 
   [[nodiscard]] int Tag() const;
@@ -87,7 +87,8 @@ class QVFD_API BlobFileReader {
   std::unique_ptr<File> file_;
 };
 
-/// Writes the blobs of a container file, in ascending order of their ids. A failure is told by `WriteBlobFile`.
+/// Writes the blobs of a container file, in ascending order of their ids. A failure is told by
+/// `WriteBlobFile`.
 class QVFD_API BlobFileWriter {
  public:
   ~BlobFileWriter();
@@ -137,10 +138,10 @@ class QVFD_API BlobFileWriter {
   std::unique_ptr<File> file_;
 };
 
-/// Writes a container file at `path`: `fill` gets a writer and puts the blobs into it. The file is written beside
-/// the target and renamed over it, so a reader never sees half a file, and a write that fails leaves what was
-/// there and no other trace. False when `fill` is false or throws, when the file cannot be written, or when `path`
-/// names something that is no file. What `fill` throws is passed on.
+/// Writes a container file at `path`: `fill` gets a writer and puts the blobs into it. The file is written
+/// beside the target and renamed over it, so a reader never sees half a file, and a write that fails leaves
+/// what was there and no other trace. False when `fill` is false or throws, when the file cannot be written,
+/// or when `path` names something that is no file. What `fill` throws is passed on.
 [[nodiscard]] QVFD_API bool WriteBlobFile(const std::string& path, int tag,
                                           const std::function<bool(BlobFileWriter&)>& fill);
 

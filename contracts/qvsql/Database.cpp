@@ -399,9 +399,9 @@ std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
   return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) : 0;
 }
 
-/// How many rows a table may have, found without walking through it: its largest row id, which is the number of its
-/// rows where none was ever deleted. Never more than the file has room for, whatever its row ids claim; 0 where rows
-/// have no ids.
+/// How many rows a table may have, found without walking through it: its largest row id, which is the number
+/// of its rows where none was ever deleted. Never more than the file has room for, whatever its row ids
+/// claim; 0 where rows have no ids.
 std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
   const std::int64_t fileSize = NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
   const std::int64_t room = fileSize / (columns + 2);  // a row takes a byte a column at least, and two of its own

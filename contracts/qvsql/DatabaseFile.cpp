@@ -39,8 +39,8 @@ constexpr char kLogIndex[] = "-shm";
 
 using HeaderBytes = std::array<unsigned char, kHeaderSize>;
 
-// Of a folder full of photos every file is asked for its header: nothing but these bytes is to be read, and the kind
-// comes first, since opening a FIFO would block and opening a device may set it going.
+// Of a folder full of photos every file is asked for its header: nothing but these bytes is to be read, and
+// the kind comes first, since opening a FIFO would block and opening a device may set it going.
 
 #if defined(_WIN32)
 

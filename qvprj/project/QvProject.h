@@ -218,8 +218,9 @@ class QVPRJ_API QvProject {
   /// The track file that belongs to a project database: the path with ".gb" in place of its extension.
   [[nodiscard]] static std::string GetTrackFileName(std::string path);
 
-  /// The file of the three blobs at `path`, without a second copy of them in memory. Reading passes over features
-  /// or matches where the database has given them; of a file that is damaged anywhere nothing is kept.
+  /// The file of the three blobs at `path`, without a second copy of them in memory. Reading passes over
+  /// features or matches where the database has given them; of a file that is damaged anywhere nothing is
+  /// kept.
   [[nodiscard]] bool WriteTrackFile(const std::string& path) const;
   void ReadTrackFile(const std::string& path, bool features, bool matches);
 

@@ -34,6 +34,14 @@ TEST_F(SaveTest, MakesTheDatabaseAndTheTrackFileBesideIt) {
               ElementsAre("db", "gb"));
 }
 
+TEST_F(SaveTest, TheTrackFileIsWhatTheThreeBlobsMake) {
+  ASSERT_TRUE(project_.Save(Path("p.db")));
+  qvfd::BinaryData blobs(1);
+  ASSERT_TRUE(project_.WriteFeatures(blobs) && project_.WriteMatches(blobs) && project_.WriteTracks(blobs));
+  ASSERT_TRUE(blobs.Write(Path("blobs.gb")));
+  EXPECT_EQ(support::ReadBytes(Path("p.gb")), support::ReadBytes(Path("blobs.gb")));
+}
+
 TEST_F(SaveTest, LeavesNothingElseInTheFolder) {
   ASSERT_TRUE(project_.Save(Path("p.db")));
   EXPECT_THAT(folder_.Names(), ElementsAre("p.db", "p.gb"));

@@ -153,6 +153,18 @@ TEST_F(GetRecordsTest, TheRowNumberIsNoColumn) {
   EXPECT_THAT(CellsOf(db, "t"), ElementsAre("1"));
 }
 
+TEST_F(GetRecordsTest, RowNumbersDoNotTellHowMuchMemoryToTake) {
+  Database db =
+      With("CREATE TABLE t(a INTEGER); INSERT INTO t(rowid, a) VALUES(9223372036854775807, 1), (-5, 2)");
+  EXPECT_THAT(CellsOf(db, "t"), ElementsAre("2", "1"));
+}
+
+TEST_F(GetRecordsTest, TablesWithoutRowNumbersAreRead) {
+  Database db =
+      With("CREATE TABLE t(rowid TEXT PRIMARY KEY) WITHOUT ROWID; INSERT INTO t VALUES('99999999999')");
+  EXPECT_THAT(CellsOf(db, "t"), ElementsAre("99999999999"));
+}
+
 TEST_F(GetRecordsTest, AColumnAddedLaterIsRead) {
   Database db =
       With("CREATE TABLE t(a INTEGER); INSERT INTO t VALUES(1); ALTER TABLE t ADD COLUMN b TEXT DEFAULT 'x'");
