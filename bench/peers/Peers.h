@@ -16,8 +16,8 @@ struct TiePoints {
   friend bool operator==(const TiePoints&, const TiePoints&) = default;
 };
 
-/// One JSON file: {"features": [...], "matches": [...], "tracks": [...]}, each record an array of numbers with
-/// nothing nested in it, which is the least that a JSON library can have to do:
+/// One JSON file, {"features": [...], "matches": [...], "tracks": [...]}, each record an array of numbers
+/// with nothing nested in it, which is the least that a JSON library can have to do:
 ///   features   image id, then x, y of each point
 ///   matches    two image ids, then two indices of each match
 ///   tracks     x, y, z, then image id, x, y of each observation
@@ -31,8 +31,8 @@ void WriteJson(const TiePoints& points, const std::string& path);
 TiePoints ReadCsv(const std::string& folder);
 void WriteCsv(const TiePoints& points, const std::string& folder);
 
-/// A sparse model of the project in COLMAP's binary format: cameras, images with a pose, and as points the tracks.
-/// The points of an image are the observations in it: the model has no others, and no matches.
+/// A sparse model of the project in COLMAP's binary format: cameras, images with a pose, and the tracks as
+/// points. The points of an image are the observations in it: the model has no others, and no matches.
 void WriteColmapModel(qvprj::QvProject& project, const std::string& folder);
 
 /// Workload M, or a tiny one, in all of these ways below `folder`: survey.db with its track file, colmap/,

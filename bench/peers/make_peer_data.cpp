@@ -1,11 +1,12 @@
 // The same project in every way that is compared.
 //
 // COLMAP's binary model, all little-endian, without padding:
-//   cameras.bin    u64 count, each: u32 camera id, i32 model (1: PINHOLE), u64 width, u64 height, f64 fx fy cx cy
-//   images.bin     u64 count, each: u32 image id, f64 qw qx qy qz, f64 tx ty tz, u32 camera id, name and a NUL,
-//                  u64 points, each: f64 x y, u64 point id
-//   points3D.bin   u64 count, each: u64 point id, f64 x y z, u8 r g b, f64 error, u64 elements of the track, each:
-//                  u32 image id, u32 index among the points of the image
+//   cameras.bin    u64 count, each: u32 camera id, i32 model (1: PINHOLE), u64 width, u64 height,
+//                  f64 fx fy cx cy
+//   images.bin     u64 count, each: u32 image id, f64 qw qx qy qz, f64 tx ty tz, u32 camera id, name and a
+//                  NUL, u64 points, each: f64 x y, u64 point id
+//   points3D.bin   u64 count, each: u64 point id, f64 x y z, u8 r g b, f64 error, u64 elements of the track,
+//                  each: u32 image id, u32 index among the points of the image
 
 #include <bit>
 #include <cmath>

@@ -396,7 +396,8 @@ class Output {
 /// The number that a statement gives; 0 when it gives none.
 std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
   const Statement statement = Prepare(engine, sql);
-  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) : 0;
+  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0)
+                                                                  : 0;
 }
 
 /// How many rows a table may have, found without walking through it: its largest row id, which is the number
@@ -404,7 +405,8 @@ std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
 /// claim; 0 where rows have no ids.
 std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
   const std::int64_t fileSize = NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
-  const std::int64_t room = fileSize / (columns + 2);  // a row takes a byte a column at least, and two of its own
+  const std::int64_t room =
+      fileSize / (columns + 2);  // a row takes a byte a column at least, and two of its own
   const std::int64_t largest = NumberOf(engine, "SELECT max(rowid) FROM " + Quoted(table));
   return static_cast<std::size_t>(std::clamp(largest, std::int64_t{0}, room));
 }
