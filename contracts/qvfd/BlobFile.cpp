@@ -348,10 +348,9 @@ struct BlobFileWriter::File {
   int tag = 0;
   std::vector<Entry> entries;  // the last one is being written, while `open`
   bool open = false;
-  std::uint64_t written = 0;  // bytes of the file before those in the buffer
-  const unsigned char* unchecked =
-      nullptr;         // bytes of the blob in the buffer from here on are not in `check` yet
-  RunningCheck check;  // of the blob that is being written
+  std::uint64_t written = 0;                 // bytes of the file before those in the buffer
+  const unsigned char* unchecked = nullptr;  // where the bytes in the buffer begin that `check` lacks
+  RunningCheck check;                        // of the blob that is being written
   alignas(64) std::array<unsigned char, kBufferSize> buffer;
 };
 

@@ -405,8 +405,7 @@ std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
 /// claim; 0 where rows have no ids.
 std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
   const std::int64_t fileSize = NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
-  const std::int64_t room =
-      fileSize / (columns + 2);  // a row takes a byte a column at least, and two of its own
+  const std::int64_t room = fileSize / (columns + 2);  // of rows as short as rows can be
   const std::int64_t largest = NumberOf(engine, "SELECT max(rowid) FROM " + Quoted(table));
   return static_cast<std::size_t>(std::clamp(largest, std::int64_t{0}, room));
 }

@@ -158,8 +158,7 @@ class ImageFilter {
     const auto [low, high] = std::minmax_element(
         images.begin(), images.end(), [](const auto& a, const auto& b) { return a.Id() < b.Id(); });
     const std::int64_t range = std::int64_t{high->Id()} - low->Id() + 1;
-    constexpr std::int64_t kFlagsPerImage =
-        64;  // ids wider apart than that would take much memory for little
+    constexpr std::int64_t kFlagsPerImage = 64;  // wider apart, flags would take much memory for little
     if (range <= kFlagsPerImage * images.Size()) {
       first_ = low->Id();
       flags_.resize(static_cast<std::size_t>(range));
