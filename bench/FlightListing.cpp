@@ -17,8 +17,7 @@ namespace {
 
 constexpr std::uintmax_t kPhotoSize = 5'000'000;
 constexpr std::uintmax_t kTinyPhotoSize = 2'000;
-constexpr int kDatabaseHeaderBytes = 100;
-constexpr int kHeaderBytes = 16;  // of these, the ones that name the format
+constexpr int kHeaderBytes = 16;  // of a database: its name of the format
 
 /// A flight database with one mission, and photos beside it.
 class FlightFolder {
@@ -145,7 +144,7 @@ std::vector<Figure> FlightListingFigures(const Scale& scale) {
                        .unit = "bytes",
                        .goal = kHeadersOnly,
                        .prepare = [photos] {
-                         const double headers = static_cast<double>(photos) * kDatabaseHeaderBytes;
+                         const double headers = static_cast<double>(photos) * kHeaderBytes;
                          return std::pair(BytesOfPhotos(photos), Round([headers] { return headers; }));
                        }});
   }

@@ -632,6 +632,10 @@ bool Database::Create(std::string path) {
   });
 }
 
+bool Database::HasHeader(const std::string& path) noexcept {
+  return BeginsAsDatabase(path);
+}
+
 bool Database::IsOpen() const {
   return connection_ != nullptr;
 }

@@ -15,6 +15,7 @@
 #include <unistd.h>
 #endif
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -39,43 +40,39 @@ constexpr char kLogIndex[] = "-shm";
 
 using HeaderBytes = std::array<unsigned char, kHeaderSize>;
 
-// Of a folder full of photos every file is asked for its header: nothing but these bytes is to be read, and
-// the kind comes first, since opening a FIFO would block and opening a device may set it going.
-
+/// The first bytes of a file, `Size` of them. What is known to be no regular file is not to be asked: opening
+/// a FIFO may block and opening a device may set it going.
+template <std::size_t Size>
+bool ReadStart(const std::string& path, std::array<unsigned char, Size>& bytes) {
 #if defined(_WIN32)
-
-bool ReadHeader(const std::string& path, HeaderBytes& header) {
-  std::error_code error;
-  if (!fs::is_regular_file(path, error)) {
-    return false;
-  }
   std::FILE* const file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) {
     return false;
   }
   std::setvbuf(file, nullptr, _IONBF, 0);
-  const bool whole = std::fread(header.data(), 1, header.size(), file) == header.size();
+  const bool whole = std::fread(bytes.data(), 1, Size, file) == Size;
   std::fclose(file);
   return whole;
-}
-
 #else
-
-bool ReadHeader(const std::string& path, HeaderBytes& header) {
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < off_t{kHeaderSize}) {
-    return false;
-  }
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (file < 0) {
     return false;
   }
-  const ssize_t size = read(file, header.data(), header.size());
+  const ssize_t size = read(file, bytes.data(), Size);
   close(file);
-  return size == ssize_t{kHeaderSize};
+  return size == ssize_t{Size};
+#endif
 }
 
+bool IsRegularFile(const std::string& path) {
+#if defined(_WIN32)
+  std::error_code error;
+  return fs::is_regular_file(path, error);
+#else
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 #endif
+}
 
 bool IsDatabaseHeader(const HeaderBytes& header) {
   const std::string_view text(reinterpret_cast<const char*>(header.data()), header.size());
@@ -144,7 +141,7 @@ fs::path MakeTemporaryFolder() {
 FileState Inspect(const std::string& path) noexcept {
   try {
     HeaderBytes header{};
-    if (!NamesFile(path) || !ReadHeader(path, header) || !IsDatabaseHeader(header)) {
+    if (!NamesFile(path) || !IsRegularFile(path) || !ReadStart(path, header) || !IsDatabaseHeader(header)) {
       return FileState::kNotADatabase;
     }
     const std::string real = RealPath(path);
@@ -155,6 +152,13 @@ FileState Inspect(const std::string& path) noexcept {
   } catch (const std::exception&) {
     return FileState::kNotADatabase;
   }
+}
+
+bool BeginsAsDatabase(const std::string& path) noexcept {
+  std::array<unsigned char, kMagic.size()> start{};
+  return NamesFile(path) && ReadStart(path, start) &&
+         std::equal(kMagic.begin(), kMagic.end(), start.begin(),
+                    [](char magic, unsigned char byte) { return static_cast<unsigned char>(magic) == byte; });
 }
 
 NewFile::NewFile(const std::string& path) noexcept : path_(path) {

@@ -17,6 +17,10 @@ enum class FileState {
 /// Looks at the file's kind and header, not further; never blocks and creates nothing.
 [[nodiscard]] FileState Inspect(const std::string& path) noexcept;
 
+/// Whether a file, which is known to be a regular one, begins as a database does. One look at its first
+/// bytes.
+[[nodiscard]] bool BeginsAsDatabase(const std::string& path) noexcept;
+
 /// A new, empty file at `path`, which has to outlive the object; gone with the object unless it is kept.
 class NewFile {
  public:

@@ -79,6 +79,9 @@ void FlyProjectHelper::UpdateFlyPrjInfo(std::string path, std::vector<FlyPrjInfo
   qvfd::PathHelper::GetFileNames(qvfd::PathHelper::GetFileDirectory(std::move(path)), files);
   std::vector<std::pair<std::string, std::string>> projects;  // id and name, the first of an id counts
   for (std::string& file : files) {
+    if (!qvsql::Database::HasHeader(file)) {
+      continue;  // most files of a flight's folder are photos
+    }
     qvsql::Database database;
     std::vector<std::string> cells;
     if (database.Open(std::move(file)) && database.ExecSQL(kProjectQuery, CollectRow, &cells) &&
