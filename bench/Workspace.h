@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "Figure.h"
 
@@ -36,6 +37,16 @@ class Workspace {
  private:
   std::filesystem::path path_;
 };
+
+/// Reads a file once, so that the system has it in memory when a round begins: what a disk costs is not what is
+/// measured.
+inline void WarmUp(const std::string& path) {
+  std::vector<char> buffer(std::size_t{1} << 20U);
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  while (read(file, buffer.data(), buffer.size()) > 0) {
+  }
+  close(file);
+}
 
 /// A new file, written as fast as the system takes bytes.
 class RawFile {

@@ -8,7 +8,9 @@ find_path(QVPRJ_XXHASH_INCLUDE xxhash.h REQUIRED)  # check values of the track f
 # Header-only tools of the program and the examples.
 if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS)
   find_package(CLI11 REQUIRED)          # command lines
-  find_package(nlohmann_json REQUIRED)  # --json, camera files, expected values of tests
+endif()
+if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS OR QVPRJ_BUILD_BENCH)
+  find_package(nlohmann_json REQUIRED)  # --json, camera files, expected values of tests, a format to compare with
 endif()
 
 if(QVPRJ_BUILD_TESTS)

@@ -25,7 +25,7 @@ look_for 'host of an archive' '(deb|snapshot)[.]debian[.]org|registry[.]npmjs|py
 look_for 'document that is not here' '(the|this|a) [s]pec(ification)?([^A-Za-z]|$)|[s]pec[.]md|[P]art [1-9][.][1-9]([^0-9]|$)|[i]mplementer'
 look_for 'folder that is not here' '[.][.]/[s]hared|(^|[^A-Za-z])[s]hared/(data|design|spec|style)' '[.]ci/run'
 
-not_ascii=$(project_files "$root" | grep -E '\.(h|cpp|cmake|sh|in)$|CMakeLists\.txt$|^dev$|^bench/run$|^\.ci/run$' |
+not_ascii=$(project_files "$root" | grep -E '\.(h|cpp|cmake|sh|in)$|CMakeLists\.txt$|^dev$|^bench/run$|^bench/peers/run$|^\.ci/run$' |
   tr '\n' '\0' | (cd "$root" && LC_ALL=C xargs -0 -r grep -nP '[^\x00-\x7F]' /dev/null) || true)
 if [[ -n $not_ascii ]]; then
   while IFS= read -r hit; do printf 'not ASCII: %s\n' "$hit"; done <<<"$not_ascii"
