@@ -29,6 +29,7 @@ class QVFD_API BlobFileReader {
   /// no regular file, is no container, or its header or directory is damaged.
   [[nodiscard]] bool Open(const std::string& path) noexcept;
 
+  /// The tag that the file carries; 0 when none is open.
   [[nodiscard]] int Tag() const;
 
   /// The ids of all blobs, ascending.
@@ -98,6 +99,7 @@ class QVFD_API BlobFileWriter {
   /// Begins a blob, and ends the one before. Its id must be above that of the one before.
   void Begin(int id);
 
+  /// Appends one value: an integer, a float or a double.
   template <class T>
   void Write(T value) {
     static_assert(std::is_arithmetic_v<T>);

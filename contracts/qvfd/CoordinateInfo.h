@@ -69,6 +69,7 @@ class QVFD_API CoordinateInfoSet {
 /// The process-wide configuration. All of it may be called from any thread.
 class QVFD_API QvConfiguration {
  public:
+  /// The one that there is. The first call makes it, and may throw std::bad_alloc.
   [[nodiscard]] static QvConfiguration& Instance();
 
   /// The coordinate systems that are known now. Systems added later do not appear in it.
