@@ -3,7 +3,8 @@
 # The libraries' own.
 find_package(SQLite3 REQUIRED)          # the SQL engine behind qvsql
 find_package(PROJ CONFIG REQUIRED)     # the geodesy engine behind qvmath and the registry of coordinate systems
-find_path(QVPRJ_XXHASH_INCLUDE xxhash.h REQUIRED)  # check values of the track file (used as a header, nothing linked)
+find_path(QVPRJ_XXHASH_INCLUDE xxhash.h REQUIRED)  # check values of the track file
+find_library(QVPRJ_XXHASH xxhash REQUIRED)
 
 # Header-only tools of the program and the examples.
 if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS)

@@ -22,14 +22,18 @@
 #include <filesystem>
 #include <fstream>
 #include <ios>
+#include <new>
 #include <span>
 #include <system_error>
 #include <utility>
 
 #include "qvfd/ReplaceFile.h"
 
-#define XXH_INLINE_ALL
+#if defined(__x86_64__) || defined(_M_X64)
+#include <xxh_x86dispatch.h>  // the same functions, with the widest instructions that the processor has
+#else
 #include <xxhash.h>
+#endif
 
 namespace fs = std::filesystem;
 
@@ -73,13 +77,18 @@ constexpr std::size_t kBufferSize = std::size_t{256} << 10U;
 /// The check value of bytes that come in pieces.
 class RunningCheck {
  public:
-  RunningCheck() { Restart(); }
-  void Restart() { XXH3_64bits_reset(&state_); }
-  void Add(const void* data, std::size_t size) { XXH3_64bits_update(&state_, data, size); }
-  [[nodiscard]] std::uint64_t Value() const { return XXH3_64bits_digest(&state_); }
+  RunningCheck() : state_(XXH3_createState(), XXH3_freeState) {
+    if (!state_) {
+      throw std::bad_alloc();
+    }
+    Restart();
+  }
+  void Restart() { XXH3_64bits_reset(state_.get()); }
+  void Add(const void* data, std::size_t size) { XXH3_64bits_update(state_.get(), data, size); }
+  [[nodiscard]] std::uint64_t Value() const { return XXH3_64bits_digest(state_.get()); }
 
  private:
-  XXH3_state_t state_;
+  std::unique_ptr<XXH3_state_t, XXH_errorcode (*)(XXH3_state_t*)> state_;
 };
 
 // ---- Header and directory ----------------------------------------------------------------------------

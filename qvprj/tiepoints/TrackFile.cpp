@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "detail/NoThrow.h"
+#include "detail/TouchAhead.h"
 #include "qvfd/BinaryData.h"
 #include "qvfd/BlobFile.h"
 #include "qvfd/ByteStream.h"
@@ -268,6 +269,7 @@ bool ReadBlob(Source& source, const ImageFilter& filter, QvProject::Tracks& trac
   // A track that is kept has an observation, so the bytes that are there bound how many can come.
   const std::size_t most = source.Remaining() / (kTrackRecordSize + kObservationSize);
   tracks.reserve(std::min(most, static_cast<std::size_t>(std::max(trackCount, 0))));
+  qvdetail::TouchAhead(tracks.data(), tracks.capacity() * sizeof(Track));
   for (std::int32_t i = 0; i < trackCount; ++i) {
     Track& track = tracks.emplace_back();
     const bool whole = ReadTrack(source, filter, track);

@@ -14,7 +14,7 @@ check_header() {
     echo "$1: does not compile alone"
     return 1
   }
-  if grep -E '/(sqlite3|proj|xxhash)\.h' <<<"$dependencies"; then
+  if grep -E '/(sqlite3|proj|xxhash|xxh_x86dispatch)\.h' <<<"$dependencies"; then
     echo "$1: brings an engine into the host"
     return 1
   fi

@@ -13,7 +13,7 @@ root=${1:?usage: includes.sh ROOT}
 may_include() {
   case $1 in
     contracts/detail) echo "detail proj.h" ;;
-    contracts/qvfd) echo "qvfd detail xxhash.h iconv.h langinfo.h proj.h" ;;
+    contracts/qvfd) echo "qvfd detail xxhash.h xxh_x86dispatch.h iconv.h langinfo.h proj.h" ;;
     contracts/qvsql) echo "qvsql detail sqlite3.h" ;;
     contracts/qvgcp) echo "qvgcp qvfd detail" ;;
     contracts/qvmath) echo "qvmath qvfd detail proj.h" ;;
@@ -24,7 +24,7 @@ may_include() {
 }
 
 # System headers that need a permission above; any other may be included everywhere.
-guarded=" sqlite3.h proj.h xxhash.h iconv.h langinfo.h CLI nlohmann iostream "
+guarded=" sqlite3.h proj.h xxhash.h xxh_x86dispatch.h xxh_x86dispatch.h iconv.h langinfo.h CLI nlohmann iostream "
 
 public=$(public_headers "$root")
 found=0
@@ -50,7 +50,7 @@ while IFS= read -r file; do
       name=${name%%/*}
       if [[ $guarded == *" $name "* && $allowed != *" $name "* ]]; then
         complain "$file:$number: $include does not belong into $room"
-      elif [[ $name =~ ^(sqlite3|proj|xxhash)\.h$ ]] && grep -qx "$file" <<<"$public"; then
+      elif [[ $name =~ ^(sqlite3|proj|xxhash|xxh_x86dispatch)\.h$ ]] && grep -qx "$file" <<<"$public"; then
         complain "$file:$number: a public header brings the engine $include"
       fi
       continue
