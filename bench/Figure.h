@@ -19,6 +19,10 @@ struct Figure {
   std::string unit;            ///< of measured and floor: "ms", "bytes"
   std::optional<double> goal;  ///< the largest ratio that is good enough; none where the ratio is only shown
 
+  /// Both sides write large new files: what that costs has two levels on a busy machine, whichever side is
+  /// measured, so the least of at least 15 rounds counts in place of the median.
+  bool writes_large_files = false;
+
   /// Builds what both need, and returns what measures the operation and what measures its floor. Called only
   /// for figures that were asked for. Whatever the rounds hold is freed when the figure is done.
   std::function<std::pair<Round, Round>()> prepare;
@@ -31,7 +35,7 @@ struct Scale {
   [[nodiscard]] int Of(int full, int small) const { return tiny ? small : full; }
 };
 
-/// What a figure came to: the medians of its rounds.
+/// What a figure came to: the medians, or the least, of its rounds.
 struct Result {
   const Figure* figure;
   double measured;
@@ -41,7 +45,7 @@ struct Result {
   [[nodiscard]] bool GoodEnough() const { return !figure->goal || Ratio() <= *figure->goal; }
 };
 
-/// Runs one figure through the benchmark library in `rounds` interleaved rounds.
+/// Runs one figure through the benchmark library in `rounds` interleaved rounds; one round is a trial.
 Result Run(const Figure& figure, int rounds);
 
 /// How long `work` takes, in milliseconds.

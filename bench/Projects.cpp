@@ -236,6 +236,12 @@ Figure Compare(const std::string& operation, const std::string& floorName, doubl
           }};
 }
 
+Figure SavingAgainstParts(const std::string& operation, const support::ProjectShape& shape, double goal) {
+  Figure figure = Compare(operation, "its parts", goal, shape, &SavedProject::Save, &SavedProject::SaveParts);
+  figure.writes_large_files = true;
+  return figure;
+}
+
 /// What does not depend on the size of a project, against the same on a small one.
 Figure QuickOpenOfAnySize(const support::ProjectShape& large, const support::ProjectShape& small) {
   return {.operation = "QuickOpenPrj of L",
@@ -269,12 +275,10 @@ std::vector<Figure> ProjectFigures(const Scale& scale) {
   return {
       Compare("project M: OpenPrj", "its parts", kPartsAndALittle, m, &SavedProject::Open,
               &SavedProject::OpenParts),
-      Compare("project M: Save", "its parts", kPartsAndALittle, m, &SavedProject::Save,
-              &SavedProject::SaveParts),
+      SavingAgainstParts("project M: Save", m, kPartsAndALittle),
       Compare("project L: OpenPrj", "its parts", kPartsAndALittle, l, &SavedProject::Open,
               &SavedProject::OpenParts),
-      Compare("project L: Save", "its parts", kPartsAndALittle, l, &SavedProject::Save,
-              &SavedProject::SaveParts),
+      SavingAgainstParts("project L: Save", l, kPartsAndALittle),
       Compare("project of 10 rows a table: Save", "one transaction", 2.0, ten, &SavedProject::Save,
               &SavedProject::SaveByHand),
       Compare("project L: QuickOpenPrj", "one row by hand", 3.0, l, &SavedProject::QuickOpen,

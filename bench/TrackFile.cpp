@@ -172,6 +172,7 @@ Figure Saving(const char* name, const support::ProjectShape& shape, double goal)
           .floor_name = "write() of the bytes",
           .unit = "ms",
           .goal = goal,
+          .writes_large_files = true,
           .prepare = [shape] {
             const auto file = std::make_shared<const TrackFile>(shape);
             return std::pair(RoundOf(file, &TrackFile::Save), RoundOf(file, &TrackFile::WriteRaw));
