@@ -5,6 +5,7 @@
 #include "qvgcp/qvgcp.h"
 #include "qvmath/qvmath.h"
 #include "qvprj/flight/FlyProjectHelper.h"
+#include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/PrjInfo.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/qvsql.h"

@@ -44,7 +44,7 @@ bool BinaryData::ViewBlob(int id, std::span<const unsigned char>& view) const no
 
 bool BinaryData::Write(std::string path) const noexcept {
   try {
-    return WriteBlobFile(path, tag_, [this](BlobFileWriter& file) {
+    return WriteBlobFile(path, {.tag = tag_}, [this](BlobFileWriter& file) {
       for (const auto& [id, blob] : blobs_) {
         file.Begin(id);
         file.WriteArray(blob);

@@ -1,8 +1,8 @@
 // The blob container's file. All values are little-endian.
 //
 //   file      := header payloads directory
-//   header    := magic[8] version:u32 tag:i32 count:u32 zero:u32 directory_offset:u64 reserved[24]
-//                check:u64                                                              (64 bytes)
+//   header    := magic[8] version:u32 tag:i32 count:u32 zero:u32 directory_offset:u64 stamp:u32
+//                reserved[20] check:u64                                                 (64 bytes)
 //   payloads  := for each blob: zero bytes up to the next multiple of 64, then its bytes
 //   directory := zero bytes up to the next multiple of 64 (this is directory_offset), then
 //                for each blob: id:i32 zero:u32 offset:u64 length:u64 check:u64         (32 bytes)
@@ -11,7 +11,7 @@
 // Blobs come in ascending order of their ids, each as close to the one before as the alignment allows, and
 // the file ends with the directory; so every byte has one owner and nothing can overlap. A check is the
 // XXH3-64 (seed 0) of what stands before it, of the payload in a directory entry. `reserved` is written as
-// zeros and read as anything. The directory stands last, so that the check values of payloads can be computed
+// zeros and read as anything; `stamp` is 0 or the same in files that belong together. The directory stands last, so that the check values of payloads can be computed
 // while they are written.
 
 #include "qvfd/BlobFile.h"
@@ -44,14 +44,14 @@ namespace {
 constexpr std::array<unsigned char, 8> kMagic = {0x89, 'Q', 'V', 'B', '\r', '\n', 0x1A, '\n'};
 constexpr std::uint32_t kVersion = 1;
 constexpr std::uint64_t kAlignment = 64;
-constexpr std::size_t kReservedSize = 24;
+constexpr std::size_t kReservedSize = 20;
 constexpr std::size_t kCheckSize = 8;
-constexpr std::size_t kHeaderSize = 8 + 4 + 4 + 4 + 4 + 8 + kReservedSize + kCheckSize;
+constexpr std::size_t kHeaderSize = 8 + 4 + 4 + 4 + 4 + 8 + 4 + kReservedSize + kCheckSize;
 constexpr std::size_t kEntrySize = 4 + 4 + 8 + 8 + 8;
 static_assert(kHeaderSize == kAlignment);
 
 struct Header {
-  std::int32_t tag = 0;
+  BlobFileLabel label;
   std::uint32_t count = 0;
   std::uint64_t directoryOffset = 0;
 };
@@ -100,10 +100,11 @@ std::vector<unsigned char> HeaderBytes(const Header& header) {
     bytes.Write(c);
   }
   bytes.Write(kVersion);
-  bytes.Write(header.tag);
+  bytes.Write(header.label.tag);
   bytes.Write(header.count);
   bytes.Write(std::uint32_t{0});
   bytes.Write(header.directoryOffset);
+  bytes.Write(header.label.stamp);
   for (std::size_t i = 0; i < kReservedSize; ++i) {
     bytes.Write(std::uint8_t{0});
   }
@@ -137,9 +138,9 @@ bool ParseHeader(const std::vector<unsigned char>& bytes, Header& header) {
   std::uint32_t zero = 0;
   std::vector<unsigned char> reserved;
   std::uint64_t check = 0;
-  return magic == kMagic && reader.Read(version) && version == kVersion && reader.Read(header.tag) &&
+  return magic == kMagic && reader.Read(version) && version == kVersion && reader.Read(header.label.tag) &&
          reader.Read(header.count) && reader.Read(zero) && reader.Read(header.directoryOffset) &&
-         reader.ReadArray(kReservedSize, reserved) && reader.Read(check) &&
+         reader.Read(header.label.stamp) && reader.ReadArray(kReservedSize, reserved) && reader.Read(check) &&
          check == CheckOf(std::span(bytes).first(kHeaderSize - kCheckSize));
 }
 
@@ -199,7 +200,7 @@ struct BlobFileReader::File {
   }
 
   std::ifstream stream;
-  int tag = 0;
+  BlobFileLabel label;
   std::vector<Blob> blobs;  // ascending by id
   Blob* current = nullptr;  // the one that is being read
   RunningCheck check;       // of what has been read of it
@@ -241,7 +242,7 @@ bool BlobFileReader::Open(const std::string& path) noexcept {
     for (const Entry& entry : entries) {
       file->blobs.push_back({entry, File::State::kNotRead});
     }
-    file->tag = header.tag;
+    file->label = header.label;
     file_ = std::move(file);
     return true;
   } catch (const std::exception&) {
@@ -250,7 +251,11 @@ bool BlobFileReader::Open(const std::string& path) noexcept {
 }
 
 int BlobFileReader::Tag() const {
-  return file_ ? file_->tag : 0;
+  return file_ ? file_->label.tag : 0;
+}
+
+std::uint32_t BlobFileReader::Stamp() const {
+  return file_ ? file_->label.stamp : 0;
 }
 
 std::vector<int> BlobFileReader::Ids() const {
@@ -354,7 +359,7 @@ bool BlobFileReader::IsSound() noexcept {
 
 struct BlobFileWriter::File {
   std::ofstream stream;
-  int tag = 0;
+  BlobFileLabel label;
   std::vector<Entry> entries;  // the last one is being written, while `open`
   bool open = false;
   std::uint64_t written = 0;                 // bytes of the file before those in the buffer
@@ -364,10 +369,11 @@ struct BlobFileWriter::File {
 };
 
 // Not initialised: the buffer is written before it is read.
-BlobFileWriter::BlobFileWriter(const std::string& path, int tag) : room_(kBufferSize), file_(new File) {
+BlobFileWriter::BlobFileWriter(const std::string& path, BlobFileLabel label)
+    : room_(kBufferSize), file_(new File) {
   file_->stream.rdbuf()->pubsetbuf(nullptr, 0);
   file_->stream.open(path, std::ios::binary | std::ios::trunc);
-  file_->tag = tag;
+  file_->label = label;
   next_ = file_->buffer.data();
   const std::array<unsigned char, kHeaderSize> later{};  // the header is known when all is written
   WriteBytes(later.data(), later.size());
@@ -433,7 +439,7 @@ void BlobFileWriter::Begin(int id) {
 
 bool BlobFileWriter::Finish() {
   End();
-  const Header header{file_->tag, static_cast<std::uint32_t>(file_->entries.size()), Position()};
+  const Header header{file_->label, static_cast<std::uint32_t>(file_->entries.size()), Position()};
   WriteArray(DirectoryBytes(file_->entries));
   Flush();
   file_->stream.seekp(0);
@@ -445,11 +451,16 @@ bool BlobFileWriter::Finish() {
          std::adjacent_find(file_->entries.begin(), file_->entries.end(), descending) == file_->entries.end();
 }
 
-bool WriteBlobFile(const std::string& path, int tag, const std::function<bool(BlobFileWriter&)>& fill) {
-  return ReplaceFile(path, [&](const std::string& temporary) {
-    BlobFileWriter writer(temporary, tag);
-    return fill(writer) && writer.Finish();
-  });
+bool WriteBlobFile(const std::string& path, BlobFileLabel label,
+                   const std::function<bool(BlobFileWriter&)>& fill) {
+  return ReplaceFile(
+      path, [&](const std::string& temporary) { return WriteBlobFileInPlace(temporary, label, fill); });
+}
+
+bool WriteBlobFileInPlace(const std::string& path, BlobFileLabel label,
+                          const std::function<bool(BlobFileWriter&)>& fill) {
+  BlobFileWriter writer(path, label);
+  return fill(writer) && writer.Finish();
 }
 
 }  // namespace qvfd

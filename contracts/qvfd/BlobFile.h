@@ -32,6 +32,9 @@ class QVFD_API BlobFileReader {
   /// The tag that the file carries; 0 when none is open.
   [[nodiscard]] int Tag() const;
 
+  /// The stamp that the file carries; 0 when it carries none, or none is open.
+  [[nodiscard]] std::uint32_t Stamp() const;
+
   /// The ids of all blobs, ascending.
   [[nodiscard]] std::vector<int> Ids() const;
 
@@ -88,8 +91,14 @@ class QVFD_API BlobFileReader {
   std::unique_ptr<File> file_;
 };
 
+/// What a container file says of itself, beside its blobs.
+struct BlobFileLabel {
+  int tag = 0;              ///< stored, not interpreted
+  std::uint32_t stamp = 0;  ///< shared by files that belong together; 0 for none
+};
+
 /// Writes the blobs of a container file, in ascending order of their ids. A failure is told by
-/// `WriteBlobFile`.
+/// `WriteBlobFile` and `WriteBlobFileInPlace`.
 class QVFD_API BlobFileWriter {
  public:
   ~BlobFileWriter();
@@ -124,9 +133,9 @@ class QVFD_API BlobFileWriter {
     }
   }
   void WritePastBuffer(const void* data, std::size_t size);
-  friend QVFD_API bool WriteBlobFile(const std::string& path, int tag,
-                                     const std::function<bool(BlobFileWriter&)>& fill);
-  BlobFileWriter(const std::string& path, int tag);
+  friend QVFD_API bool WriteBlobFileInPlace(const std::string& path, BlobFileLabel label,
+                                            const std::function<bool(BlobFileWriter&)>& fill);
+  BlobFileWriter(const std::string& path, BlobFileLabel label);
   void Check();
   void Flush();
   void End();
@@ -144,7 +153,12 @@ class QVFD_API BlobFileWriter {
 /// beside the target and renamed over it, so a reader never sees half a file, and a write that fails leaves
 /// what was there and no other trace. False when `fill` is false or throws, when the file cannot be written,
 /// or when `path` names something that is no file. What `fill` throws is passed on.
-[[nodiscard]] QVFD_API bool WriteBlobFile(const std::string& path, int tag,
+[[nodiscard]] QVFD_API bool WriteBlobFile(const std::string& path, BlobFileLabel label,
                                           const std::function<bool(BlobFileWriter&)>& fill);
+
+/// The same, straight at `path`: for a caller who has chosen a temporary name. What was there is lost in any
+/// case, and on false, or when `fill` throws, part of the new file may be there.
+[[nodiscard]] QVFD_API bool WriteBlobFileInPlace(const std::string& path, BlobFileLabel label,
+                                                 const std::function<bool(BlobFileWriter&)>& fill);
 
 }  // namespace qvfd

@@ -1,10 +1,14 @@
 // A project as a pair of files: opening, saving and copying it.
 
-#include <exception>
+#include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 #include "detail/NoThrow.h"
+#include "qvfd/BlobFile.h"
 #include "qvfd/PathHelper.h"
+#include "qvfd/Text.h"
+#include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
 
@@ -29,6 +33,55 @@ bool NamesPair(const std::string& path) {
          !IsTrackFileExtension(qvfd::PathHelper::GetFileExtension(path));
 }
 
+/// Random, and never 0, which stands for none.
+std::uint32_t NewStamp() {
+  char digits[33] = {};
+  qvfd::GenerateGUID(digits);
+  constexpr int kHexadecimal = 16;
+  const auto stamp = static_cast<std::uint32_t>(
+      std::strtoul(std::string(digits, sizeof(std::uint32_t) * 2).c_str(), nullptr, kHexadecimal));
+  return stamp == 0 ? 1 : stamp;
+}
+
+/// The stamp of a project database: the engine's user_version, for which it has no use itself.
+bool WriteStamp(qvsql::Database& database, std::uint32_t stamp) {
+  return database.ExecSQL("PRAGMA user_version = " + std::to_string(static_cast<std::int32_t>(stamp)),
+                          nullptr, nullptr);
+}
+
+std::uint32_t ReadStamp(qvsql::Database& database) {
+  std::uint32_t stamp = 0;
+  const auto take = [](void* user, int /*columns*/, char** values, char** /*names*/) {
+    *static_cast<std::uint32_t*>(user) =
+        values[0] == nullptr ? 0 : static_cast<std::uint32_t>(std::strtol(values[0], nullptr, 10));
+    return 0;
+  };
+  return database.ExecSQL("PRAGMA user_version", take, &stamp) ? stamp : 0;
+}
+
+/// The files of a project, opened for reading.
+struct OpenPair {
+  qvsql::Database database;
+  qvfd::BlobFileReader tracks;  // closed where there is no sound track file
+};
+
+/// Opens both files of one save, also while another process replaces the pair. A pair that goes on not
+/// belonging together is opened as it is.
+bool Open(const PairFiles& pair, OpenPair& opened) {
+  constexpr int kAttempts = 3;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const PairFiles files = FinishReplacement(pair);
+    if (!opened.database.Open(files.database) || !opened.database.IsOpen()) {
+      return false;
+    }
+    if (!opened.tracks.Open(files.track_file) || opened.tracks.Stamp() == 0 ||
+        opened.tracks.Stamp() == ReadStamp(opened.database)) {
+      break;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 std::string QvProject::GetTrackFileName(std::string path) {
@@ -39,10 +92,11 @@ std::string QvProject::GetTrackFileName(std::string path) {
 
 bool QvProject::OpenPrj(std::string path) {
   return qvdetail::NoThrow([&] {
-    qvsql::Database database;
-    if (!database.Open(path) || !database.IsOpen()) {
+    OpenPair opened;
+    if (!Open({path, GetTrackFileName(path)}, opened)) {
       return false;
     }
+    qvsql::Database& database = opened.database;
     // Images come before everything that refers to images: those readers drop what refers to an unknown one.
     if (!ReadPrjRecords(database, path) || !ReadImageRecords(database) || !ReadCameraRecords(database)) {
       return false;
@@ -50,7 +104,7 @@ bool QvProject::OpenPrj(std::string path) {
     // From here on a project opens with whatever can be read. Tables go before the track file.
     const bool featuresRead = ReadFeatures(database);
     const bool matchesRead = ReadMatches(database);
-    ReadTrackFile(GetTrackFileName(path), !featuresRead, !matchesRead);
+    ReadTrackFile(opened.tracks, !featuresRead, !matchesRead);
     static_cast<void>(ReadGCPRecords(database));
     static_cast<void>(ReadCPRecords(database));
     return true;
@@ -60,7 +114,8 @@ bool QvProject::OpenPrj(std::string path) {
 bool QvProject::QuickOpenPrj(std::string path) {
   return qvdetail::NoThrow([&] {
     qvsql::Database database;
-    return database.Open(path) && database.IsOpen() && ReadPrjRecords(database, path);
+    return database.Open(FinishReplacement({path, GetTrackFileName(path)}).database) && database.IsOpen() &&
+           ReadPrjRecords(database, path);
   });
 }
 
@@ -71,32 +126,54 @@ bool QvProject::Save(std::string path) {
     }
     const std::string trackFile = GetTrackFileName(path);
     prjInfo_.file_path = path;
+    DropReplacement({path, trackFile});
     for (const std::string& oldFile : {path, trackFile}) {
       if (qvfd::PathHelper::IsFileExisted(oldFile)) {
         qvfd::PathHelper::RemoveFile(oldFile);
       }
     }
-    {
-      qvsql::Database database;
-      const bool saved = database.Create(path) && CreateCameraTable(database) &&
-                         WriteCameraRecords(database) && CreateImageTable(database) &&
-                         WriteImageRecords(database) && CreatePrjTable(database) &&
-                         WritePrjRecords(database) && CreateGCPTable(database) && WriteGCPRecords(database) &&
-                         CreateCPTable(database) && WriteCPRecords(database);
-      if (!saved) {
-        return false;
-      }
-    }
-    return WriteTrackFile(trackFile);
+    return WriteFiles(path, trackFile, Under::kItsName);
   });
+}
+
+bool QvProject::SaveDurably(std::string path) {
+  return qvdetail::NoThrow([&] {
+    if (!NamesPair(path)) {
+      return false;
+    }
+    std::string filePath = path;  // before anything is replaced: afterwards nothing may fail
+    const bool saved = ReplacePair({path, GetTrackFileName(path)}, [this](const PairFiles& made) {
+      return WriteFiles(made.database, made.track_file, Under::kTemporaryName);
+    });
+    if (saved) {
+      prjInfo_.file_path = std::move(filePath);
+    }
+    return saved;
+  });
+}
+
+bool QvProject::WriteFiles(const std::string& database, const std::string& trackFile, Under name) {
+  const std::uint32_t stamp = NewStamp();
+  {
+    qvsql::Database file;
+    const bool written = file.Create(database) && WriteStamp(file, stamp) && CreateCameraTable(file) &&
+                         WriteCameraRecords(file) && CreateImageTable(file) && WriteImageRecords(file) &&
+                         CreatePrjTable(file) && WritePrjRecords(file) && CreateGCPTable(file) &&
+                         WriteGCPRecords(file) && CreateCPTable(file) && WriteCPRecords(file);
+    if (!written) {
+      return false;
+    }
+  }
+  return WriteTrackFile(trackFile, stamp, name);
 }
 
 void QvProject::CopyTo(std::string source, std::string target) {
   static_cast<void>(qvdetail::NoThrow([&] {
-    const std::string sourceTracks = GetTrackFileName(source);
-    const std::string targetTracks = GetTrackFileName(target);
-    qvfd::PathHelper::CopyFile2(std::move(source), std::move(target));
-    qvfd::PathHelper::CopyFile2(sourceTracks, targetTracks);
+    const PairFiles from = FinishReplacement({source, GetTrackFileName(source)});
+    const PairFiles to{target, GetTrackFileName(target)};
+    DropReplacement(to);
+    qvfd::PathHelper::CopyFile2(from.database, to.database);
+    qvfd::PathHelper::CopyFile2(from.track_file, to.track_file);
     return true;
   }));
 }

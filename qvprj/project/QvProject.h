@@ -1,11 +1,13 @@
 // The photogrammetric project: everything a survey holds in memory, and its two files.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "qvfd/BinaryData.h"
+#include "qvfd/BlobFile.h"
 #include "qvfd/CameraInfo.h"
 #include "qvfd/CoordinateInfo.h"
 #include "qvfd/ImageInfo.h"
@@ -133,6 +135,15 @@ class QVPRJ_API QvProject {
   /// there in part: a partial database and no track file, or a whole database and no track file.
   [[nodiscard]] bool Save(std::string path);
 
+  /// As `Save`, and safe: the old pair stays until the new one is whole and on the disk, and takes its place at
+  /// once. After a crash or a power cut at any instant, `path` holds the old pair or the new one; where it
+  /// happened on the way from one to the other, the next opening or saving finishes that. Needs room for both
+  /// pairs, and waits for the disk. Readers in other processes see the old pair or the new one too.
+  ///
+  /// On false (no room, no permission, a path that names no pair, or the same project being saved by another
+  /// process for longer than ten seconds) the old pair, the folder and this project are as they were.
+  [[nodiscard]] bool SaveDurably(std::string path);
+
   /// Copies the pair of files at `source` to `target`, in place of what is there. What is missing or cannot
   /// be written is passed over in silence. No project in memory takes part.
   static void CopyTo(std::string source, std::string target);
@@ -225,6 +236,17 @@ class QVPRJ_API QvProject {
   void ReadTrackFile(const std::string& path, bool features, bool matches);
 
  private:
+  /// Whether a file is written under the name that it keeps, and never seen half written there, or under a
+  /// name that nobody looks at.
+  enum class Under { kItsName, kTemporaryName };
+
+  /// The two new files of a pair, with the same stamp in both.
+  [[nodiscard]] bool WriteFiles(const std::string& database, const std::string& trackFile, Under name);
+  [[nodiscard]] bool WriteTrackFile(const std::string& path, std::uint32_t stamp, Under name) const;
+
+  /// From a file that was opened, or could not be.
+  void ReadTrackFile(qvfd::BlobFileReader& file, bool features, bool matches);
+
   qvfd::CameraInfoSet cameras_;
   qvfd::ImageInfoSet images_;
   PrjInfo prjInfo_;

@@ -318,7 +318,7 @@ bool QvProject::WriteTracks(qvfd::BinaryData& blobs) {
 
 bool QvProject::WriteTracks(std::string path) {
   return tracks_.empty() || qvdetail::NoThrow([&] {
-           return qvfd::WriteBlobFile(path, kTrackFileTag, [this](BlobFileWriter& file) {
+           return qvfd::WriteBlobFile(path, {.tag = kTrackFileTag}, [this](BlobFileWriter& file) {
              return AddTo(file, kTracksBlob, tracks_);
            });
          });
@@ -337,8 +337,13 @@ bool QvProject::ReadTracks(qvfd::BinaryData& blobs) {
 }
 
 bool QvProject::WriteTrackFile(const std::string& path) const {
+  return WriteTrackFile(path, 0, Under::kItsName);
+}
+
+bool QvProject::WriteTrackFile(const std::string& path, std::uint32_t stamp, Under name) const {
   return qvdetail::NoThrow([&] {
-    return qvfd::WriteBlobFile(path, kTrackFileTag, [this](BlobFileWriter& file) {
+    const auto write = name == Under::kItsName ? qvfd::WriteBlobFile : qvfd::WriteBlobFileInPlace;
+    return write(path, {kTrackFileTag, stamp}, [this](BlobFileWriter& file) {
       return AddTo(file, kTracksBlob, tracks_) && AddTo(file, kFeaturesBlob, features_) &&
              AddTo(file, kMatchesBlob, matches_);
     });
@@ -346,6 +351,12 @@ bool QvProject::WriteTrackFile(const std::string& path) const {
 }
 
 void QvProject::ReadTrackFile(const std::string& path, bool features, bool matches) {
+  BlobFileReader file;
+  static_cast<void>(file.Open(path));
+  ReadTrackFile(file, features, matches);
+}
+
+void QvProject::ReadTrackFile(BlobFileReader& file, bool features, bool matches) {
   const auto clear = [&] {
     tracks_.clear();
     if (features) {
@@ -357,10 +368,6 @@ void QvProject::ReadTrackFile(const std::string& path, bool features, bool match
   };
   const bool sound = qvdetail::NoThrow([&] {
     clear();
-    BlobFileReader file;
-    if (!file.Open(path)) {
-      return false;
-    }
     const ImageFilter filter(images_);
     if (features) {
       static_cast<void>(ReadFrom(file, kFeaturesBlob, filter, features_));

@@ -49,7 +49,7 @@ TEST_F(BlobFileTest, WritesTheBytesThatTheContainerWrites) {
     data.AddBlob(0, Pattern(size));
     data.AddBlob(2, Pattern(100, 9));
     ASSERT_TRUE(data.Write(folder_.File("whole.gb")));
-    ASSERT_TRUE(qvfd::WriteBlobFile(Path(), 7, [size](BlobFileWriter& file) {
+    ASSERT_TRUE(qvfd::WriteBlobFile(Path(), {.tag = 7}, [size](BlobFileWriter& file) {
       file.Begin(0);
       for (const unsigned char byte : Pattern(size)) {
         file.Write(byte);  // in the smallest pieces
@@ -63,7 +63,7 @@ TEST_F(BlobFileTest, WritesTheBytesThatTheContainerWrites) {
 }
 
 TEST_F(BlobFileTest, WritesWhatTheFormatSays) {
-  ASSERT_TRUE(qvfd::WriteBlobFile(Path(), 3, [](BlobFileWriter& file) {
+  ASSERT_TRUE(qvfd::WriteBlobFile(Path(), {.tag = 3}, [](BlobFileWriter& file) {
     file.Begin(1);
     file.Write(std::int32_t{5});
     file.WriteArray(std::vector<double>{1.5, 2.5});
@@ -84,7 +84,7 @@ TEST_F(BlobFileTest, WritesWhatTheFormatSays) {
 TEST_F(BlobFileTest, IdsHaveToAscend) {
   support::WriteText(Path(), "old");
   for (const int second : {1, 0}) {
-    EXPECT_FALSE(qvfd::WriteBlobFile(Path(), 1, [second](BlobFileWriter& file) {
+    EXPECT_FALSE(qvfd::WriteBlobFile(Path(), {.tag = 1}, [second](BlobFileWriter& file) {
       file.Begin(1);
       file.Begin(second);
       return true;
@@ -95,7 +95,7 @@ TEST_F(BlobFileTest, IdsHaveToAscend) {
 
 TEST_F(BlobFileTest, AWriterThatGivesUpLeavesTheOldFile) {
   support::WriteText(Path(), "old");
-  EXPECT_FALSE(qvfd::WriteBlobFile(Path(), 1, [](BlobFileWriter& file) {
+  EXPECT_FALSE(qvfd::WriteBlobFile(Path(), {.tag = 1}, [](BlobFileWriter& file) {
     file.Begin(1);
     file.WriteArray(Pattern(kMoreThanAnyBuffer));
     return false;
@@ -151,7 +151,7 @@ TEST_F(BlobFileTest, ReadsValuesThatLieAcrossTheEndOfABuffer) {
     std::int32_t n;
   };
   constexpr int kCount = 200'000;
-  ASSERT_TRUE(qvfd::WriteBlobFile(Path(), 1, [](BlobFileWriter& file) {
+  ASSERT_TRUE(qvfd::WriteBlobFile(Path(), {.tag = 1}, [](BlobFileWriter& file) {
     file.Begin(0);
     for (int i = 0; i < kCount; ++i) {
       file.Write(i * 0.5);
