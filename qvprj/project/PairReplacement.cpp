@@ -337,9 +337,23 @@ void GiveUpCommit(const Places& places) {
   RemoveMade(places);
 }
 
+/// What is to be done about a commit.
+struct Pending {
+  bool holds = false;      // the commit is for the files that are there
+  bool database = false;   // the new database is still to be put in place
+  bool trackFile = false;  // the new track file is, or the old one to be removed
+};
+
+/// Puts the new track file in its place, or removes the old one where the new pair has none.
+bool PutTrackFileInPlace(const Places& places) {
+  const char* const made = places.made.track_file.c_str();
+  const char* const target = places.target.track_file.c_str();
+  return Rename(made, target) || (!IsThere(places.made.track_file) && std::remove(target) == 0);
+}
+
 /// Steps 3 and 4. False when the new database could not be put in its place: nothing has changed then.
-bool PutInPlace(const Places& places, bool database, bool trackFile) {
-  if (database) {
+bool PutInPlace(const Places& places, const Pending& pending) {
+  if (pending.database) {
     bool sideFilesWereThere = false;
     for (const std::string& sideFile : places.sideFiles) {
       sideFilesWereThere = std::remove(sideFile.c_str()) == 0 || sideFilesWereThere;
@@ -352,7 +366,7 @@ bool PutInPlace(const Places& places, bool database, bool trackFile) {
     }
   }
   // From here on the new pair holds; a commit that stays behind says where the track file is.
-  if (trackFile && !Rename(places.made.track_file.c_str(), places.target.track_file.c_str())) {
+  if (pending.trackFile && !PutTrackFileInPlace(places)) {
     return true;
   }
   if (FlushFolder(places.folder.c_str())) {
@@ -361,13 +375,6 @@ bool PutInPlace(const Places& places, bool database, bool trackFile) {
   }
   return true;
 }
-
-/// What is to be done about a commit.
-struct Pending {
-  bool holds = false;      // the commit is for the files that are there
-  bool database = false;   // the new database is still to be put in place
-  bool trackFile = false;  // the new track file is
-};
 
 Pending PendingAt(const Places& places) {
   Record record;
@@ -405,7 +412,7 @@ void Settle(const Places& places) {
     GiveUpCommit(places);
     return;
   }
-  static_cast<void>(PutInPlace(places, pending.database, pending.trackFile));
+  static_cast<void>(PutInPlace(places, pending));
 }
 
 /// Whether a file can be put at the path: nothing or a file, not a directory or a device.
@@ -417,8 +424,9 @@ bool TakesFile(const std::string& path) {
 bool MakeDurable(const Places& places) {
   const Record record{LookOf(places.target.database), LookOf(places.target.track_file),
                       LookOf(places.made.database), LookOf(places.made.track_file)};
-  if (!record.newDatabase.isThere || !record.newTrackFile.isThere || !WriteRecord(places.record, record) ||
-      !Flush(places.made.database.c_str()) || !Flush(places.made.track_file.c_str()) ||
+  if (!record.newDatabase.isThere || !WriteRecord(places.record, record) ||
+      !Flush(places.made.database.c_str()) ||
+      (record.newTrackFile.isThere && !Flush(places.made.track_file.c_str())) ||
       !Flush(places.record.c_str())) {
     return false;
   }
@@ -432,7 +440,8 @@ bool Commit(const Places& places) {
   if (!Rename(places.record.c_str(), places.commit.c_str())) {
     return false;
   }
-  if (!FlushFolder(places.folder.c_str()) || !PutInPlace(places, true, true)) {
+  const Pending all{true, true, IsThere(places.made.track_file) || IsThere(places.target.track_file)};
+  if (!FlushFolder(places.folder.c_str()) || !PutInPlace(places, all)) {
     GiveUpCommit(places);
     return false;
   }

@@ -15,7 +15,7 @@ struct PairFiles {
 };
 
 /// Lets `write` make the files of a new pair at the paths that it is given, both in the folder of `pair`, makes
-/// them durable, and puts them in place of `pair`. After a crash or a power cut at any instant the old pair is
+/// them durable, and puts them in place of `pair`. A new pair may be without a track file. After a crash or a power cut at any instant the old pair is
 /// whole, or the new one is: in place, or waiting beside it until `FinishReplacement` is next called.
 ///
 /// False, the old pair as it was and no other file left, when `write` returns false or throws, when a file

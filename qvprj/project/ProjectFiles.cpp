@@ -104,7 +104,7 @@ bool QvProject::OpenPrj(std::string path) {
     // From here on a project opens with whatever can be read. Tables go before the track file.
     const bool featuresRead = ReadFeatures(database);
     const bool matchesRead = ReadMatches(database);
-    ReadTrackFile(opened.tracks, !featuresRead, !matchesRead);
+    ReadOpenTrackFile(opened.tracks, !featuresRead, !matchesRead);
     static_cast<void>(ReadGCPRecords(database));
     static_cast<void>(ReadCPRecords(database));
     return true;
@@ -164,7 +164,7 @@ bool QvProject::WriteFiles(const std::string& database, const std::string& track
       return false;
     }
   }
-  return WriteTrackFile(trackFile, stamp, name);
+  return WriteStampedTrackFile(trackFile, stamp, name);
 }
 
 void QvProject::CopyTo(std::string source, std::string target) {

@@ -242,10 +242,10 @@ class QVPRJ_API QvProject {
 
   /// The two new files of a pair, with the same stamp in both.
   [[nodiscard]] bool WriteFiles(const std::string& database, const std::string& trackFile, Under name);
-  [[nodiscard]] bool WriteTrackFile(const std::string& path, std::uint32_t stamp, Under name) const;
+  [[nodiscard]] bool WriteStampedTrackFile(const std::string& path, std::uint32_t stamp, Under name) const;
 
   /// From a file that was opened, or could not be.
-  void ReadTrackFile(qvfd::BlobFileReader& file, bool features, bool matches);
+  void ReadOpenTrackFile(qvfd::BlobFileReader& file, bool features, bool matches);
 
   qvfd::CameraInfoSet cameras_;
   qvfd::ImageInfoSet images_;

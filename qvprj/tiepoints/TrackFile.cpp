@@ -337,10 +337,10 @@ bool QvProject::ReadTracks(qvfd::BinaryData& blobs) {
 }
 
 bool QvProject::WriteTrackFile(const std::string& path) const {
-  return WriteTrackFile(path, 0, Under::kItsName);
+  return WriteStampedTrackFile(path, 0, Under::kItsName);
 }
 
-bool QvProject::WriteTrackFile(const std::string& path, std::uint32_t stamp, Under name) const {
+bool QvProject::WriteStampedTrackFile(const std::string& path, std::uint32_t stamp, Under name) const {
   return qvdetail::NoThrow([&] {
     const auto write = name == Under::kItsName ? qvfd::WriteBlobFile : qvfd::WriteBlobFileInPlace;
     return write(path, {kTrackFileTag, stamp}, [this](BlobFileWriter& file) {
@@ -353,10 +353,10 @@ bool QvProject::WriteTrackFile(const std::string& path, std::uint32_t stamp, Und
 void QvProject::ReadTrackFile(const std::string& path, bool features, bool matches) {
   BlobFileReader file;
   static_cast<void>(file.Open(path));
-  ReadTrackFile(file, features, matches);
+  ReadOpenTrackFile(file, features, matches);
 }
 
-void QvProject::ReadTrackFile(BlobFileReader& file, bool features, bool matches) {
+void QvProject::ReadOpenTrackFile(BlobFileReader& file, bool features, bool matches) {
   const auto clear = [&] {
     tracks_.clear();
     if (features) {

@@ -135,7 +135,7 @@ TEST_F(CopyCommand, PutsTheEarlierProjectBackWhenItCannotCopy) {
   const auto before = support::Snapshot(folder_.Path());
   const Outcome forced = Shell(folder_, "ulimit -f 64; qvprj copy a.db b.db --force");
   EXPECT_THAT(forced, FailsWith(kFailed, "b.db", "cannot be copied from a.db: File too large; "));
-  EXPECT_THAT(forced.err, HasSubstr("; what was there before is back in place\n"));
+  EXPECT_THAT(forced.err, HasSubstr("; what was there before is untouched\n"));
   const Outcome fresh = Shell(folder_, "ulimit -f 64; qvprj copy a.db c.db");
   EXPECT_THAT(fresh, FailsWith(kFailed, "c.db", "cannot be copied from a.db: File too large; "));
   EXPECT_THAT(fresh.err, HasSubstr("; nothing was left behind\n"));

@@ -457,6 +457,6 @@ TEST_F(ImportCommand, PutsTheEarlierProjectBackWhenItCannotSave) {
   const Outcome outcome =
       Shell(folder_, "ulimit -f 64; qvprj import flight/long.db --mission latest --out survey.db --force");
   EXPECT_THAT(outcome, FailsWith(kFailed, "survey.db", "cannot be saved: File too large; "));
-  EXPECT_THAT(outcome.err, HasSubstr("; what was there before is back in place\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("; what was there before is untouched\n"));
   EXPECT_EQ(support::Snapshot(folder_.Path()), before);
 }

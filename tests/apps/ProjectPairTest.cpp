@@ -1,5 +1,6 @@
 // The two files of a project as files: which names are the same, and that nothing is lost on the way to a new
 // pair.
+#include "common/Failure.h"
 #include "common/ProjectPair.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +10,8 @@
 #include "Commands.h"
 
 namespace fs = std::filesystem;
-using qvapp::NewPair;
 using qvapp::PairOf;
+using qvapp::ProjectPair;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -53,49 +54,44 @@ TEST_F(Pair, IsTheSameFileBeforeItExists) {
   EXPECT_FALSE(qvapp::IsSameFile(folder_.File("x.db"), folder_.File("y.db")));
 }
 
-TEST_F(Pair, IsReplacedWhenTheNewOneIsKept) {
+TEST_F(Pair, IsReplacedAsAWhole) {
   Make("old", "old track");
-  NewPair files(pair_);
-  EXPECT_FALSE(fs::exists(pair_.database));
-  EXPECT_FALSE(fs::exists(pair_.track_file));
-  Make("new", "new track");
-  files.Keep();
-  EXPECT_EQ(files.Undo(), "") << "there is nothing to undo any more";
+  qvapp::ReplaceProject(pair_, 100, [&](const ProjectPair& made) {
+    support::WriteText(made.database, "new");
+    support::WriteText(made.track_file, "new track");
+    EXPECT_EQ(support::ReadBytes(pair_.database), (support::Bytes{'o', 'l', 'd'}))
+        << "until the new one is whole";
+  });
   EXPECT_THAT(folder_.Names(), ElementsAre("a.db", "a.gb"));
   EXPECT_EQ(support::ReadBytes(pair_.database), (support::Bytes{'n', 'e', 'w'}));
 }
 
-TEST_F(Pair, ComesBackWhenTheNewOneIsGivenUp) {
+TEST_F(Pair, LosesItsTrackFileToOneThatHasNone) {
+  Make("old", "old track");
+  qvapp::ReplaceProject(pair_, 100,
+                        [&](const ProjectPair& made) { support::WriteText(made.database, "new"); });
+  EXPECT_THAT(folder_.Names(), ElementsAre("a.db"));
+}
+
+TEST_F(Pair, StaysWhenTheNewOneFails) {
   Make("old", "old track");
   const auto before = support::Snapshot(folder_.Path());
-  {
-    NewPair files(pair_);
-    Make("new", "new track");
-    EXPECT_EQ(files.Undo(), "what was there before is back in place");
-  }
+  EXPECT_THROW(qvapp::ReplaceProject(pair_, 100,
+                                     [&](const ProjectPair& made) {
+                                       support::WriteText(made.database, "half");
+                                       throw qvapp::Failure("a", "b", "c");
+                                     }),
+               qvapp::Failure);
+  EXPECT_THROW(qvapp::ReplaceProject(pair_, 100, [](const ProjectPair& /*made*/) {}), qvapp::Failure)
+      << "nothing was made";
   EXPECT_EQ(support::Snapshot(folder_.Path()), before);
-  {
-    const NewPair files(pair_);
-    support::WriteText(pair_.database, "half");
-  }
-  EXPECT_EQ(support::Snapshot(folder_.Path()), before) << "also when nobody says so";
+  EXPECT_EQ(qvapp::WhatStays(pair_), "what was there before is untouched");
 }
 
 TEST_F(Pair, LeavesNothingWhenThereWasNothing) {
-  NewPair files(pair_);
-  Make("new", "new track");
-  EXPECT_EQ(files.Undo(), "nothing was left behind");
+  EXPECT_THROW(qvapp::ReplaceProject(pair_, 100, [](const ProjectPair& /*made*/) {}), qvapp::Failure);
   EXPECT_THAT(folder_.Names(), IsEmpty());
-}
-
-TEST_F(Pair, DoesNotTakeTheNameOfAnotherFileMeanwhile) {
-  Make("old", "old track");
-  support::WriteText(folder_.File("a.db.old"), "mine");
-  NewPair files(pair_);
-  Make("new", "new track");
-  files.Keep();
-  EXPECT_THAT(folder_.Names(), ElementsAre("a.db", "a.db.old", "a.gb"));
-  EXPECT_EQ(support::ReadBytes(folder_.File("a.db.old")), (support::Bytes{'m', 'i', 'n', 'e'}));
+  EXPECT_EQ(qvapp::WhatStays(pair_), "nothing was left behind");
 }
 
 TEST_F(Pair, TellsThatThereIsNoRoom) {

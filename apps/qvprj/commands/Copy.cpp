@@ -5,7 +5,7 @@
 #include <fstream>
 #include <memory>
 #include <string_view>
-#include <utility>
+#include <tuple>
 
 #include "common/DatabaseFiles.h"
 #include "common/Failure.h"
@@ -59,18 +59,19 @@ void RequireRightUsage(const CopyOptions& options) {
 
 void CopyAndCheck(const ProjectPair& source, const ProjectPair& target, Console& console) {
   const StatusLine status(console, "Copying", source.database);
-  NewPair files(target);
-  qvprj::QvProject::CopyTo(source.database, target.database);
-  for (const auto& [from, to] :
-       {std::pair(source.database, target.database), std::pair(source.track_file, target.track_file)}) {
-    if (!IsSameContent(from, to)) {
-      const std::string left = files.Undo();
-      throw Failure(to,
-                    "cannot be copied from " + from + ": " + WhyNotWritable(to, FileBytes(from).value_or(0)),
-                    "make room, or choose another place; " + left);
+  const std::uintmax_t bytes =
+      FileBytes(source.database).value_or(0) + FileBytes(source.track_file).value_or(0);
+  ReplaceProject(target, bytes, [&](const ProjectPair& made) {
+    qvprj::QvProject::CopyTo(source.database, made.database);
+    for (const auto& [from, to, name] : {std::tuple(source.database, made.database, target.database),
+                                         std::tuple(source.track_file, made.track_file, target.track_file)}) {
+      if (!IsSameContent(from, to)) {
+        throw Failure(
+            name, "cannot be copied from " + from + ": " + WhyNotWritable(name, FileBytes(from).value_or(0)),
+            "make room, or choose another place; " + WhatStays(target));
+      }
     }
-  }
-  files.Keep();
+  });
 }
 
 ProjectPair Copy(const CopyOptions& options, Console& console) {

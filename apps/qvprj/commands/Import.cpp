@@ -87,18 +87,17 @@ bool OpensAgain(const std::string& path, const qvprj::QvProject& saved) {
 
 void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& console) {
   const StatusLine status(console, "Saving", pair.database);
-  NewPair files(pair);
-  if (!project.Save(pair.database)) {
-    const std::string left = files.Undo();
-    throw Failure(pair.database, "cannot be saved: " + WhyNotWritable(pair.database, BytesNeeded(project)),
-                  "make room, or choose another place; " + left);
-  }
-  if (!OpensAgain(pair.database, project)) {
-    const std::string left = files.Undo();
-    throw Failure(pair.database, "was saved, but does not open again as it was saved",
-                  "check the disk; " + left);
-  }
-  files.Keep();
+  const std::uintmax_t bytes = BytesNeeded(project);
+  ReplaceProject(pair, bytes, [&](const ProjectPair& made) {
+    if (!project.Save(made.database)) {
+      throw Failure(pair.database, "cannot be saved: " + WhyNotWritable(pair.database, bytes),
+                    "make room, or choose another place; " + WhatStays(pair));
+    }
+    if (!OpensAgain(made.database, project)) {
+      throw Failure(pair.database, "was saved, but does not open again as it was saved",
+                    "check the disk; " + WhatStays(pair));
+    }
+  });
 }
 
 Result Import(const ImportOptions& options, Console& console) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -12,6 +13,7 @@
 #include "common/DatabaseFiles.h"
 #include "common/Failure.h"
 #include "qvfd/PathHelper.h"
+#include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
 
@@ -179,65 +181,31 @@ void RequireFree(const ProjectPair& pair, bool force) {
   RequireProjectOrNothing(pair.database);
 }
 
-NewPair::NewPair(ProjectPair pair) : pair_(std::move(pair)) {
-  try {
-    PutAside(pair_.database);
-    PutAside(pair_.track_file);
-    making_ = true;
-  } catch (...) {
-    Undo();
-    throw;
-  }
+std::string WhatStays(const ProjectPair& pair) {
+  return IsTaken(pair.database) || IsTaken(pair.track_file) ? "what was there before is untouched"
+                                                            : "nothing was left behind";
 }
 
-NewPair::~NewPair() {
-  try {
-    Undo();
-  } catch (...) {
-    // Out of memory for a message that nobody reads.
+void ReplaceProject(const ProjectPair& pair, std::uintmax_t bytes,
+                    const std::function<void(const ProjectPair& made)>& write) {
+  std::exception_ptr failure;
+  const bool replaced =
+      qvprj::ReplacePair({pair.database, pair.track_file}, [&](const qvprj::PairFiles& made) {
+        try {
+          write({made.database, made.track_file});
+          return true;
+        } catch (...) {
+          failure = std::current_exception();
+          return false;
+        }
+      });
+  if (failure) {
+    std::rethrow_exception(failure);
   }
-}
-
-void NewPair::PutAside(const std::string& place) {
-  if (!IsTaken(place)) {
-    return;
+  if (!replaced) {
+    throw Failure(pair.database, "cannot be saved: " + WhyNotWritable(pair.database, bytes),
+                  "make room, or choose another place; " + WhatStays(pair));
   }
-  Aside aside{place, FreeNameBeside(place, ".old")};
-  aside_.reserve(aside_.size() + 1);
-  std::error_code error;
-  fs::rename(aside.place, aside.now, error);
-  if (error) {
-    throw Failure(place, "cannot be replaced: " + error.message(), "check the permissions of its folder");
-  }
-  aside_.push_back(std::move(aside));
-}
-
-void NewPair::Keep() noexcept {
-  open_ = false;
-  for (const Aside& aside : aside_) {
-    std::error_code ignored;
-    fs::remove(aside.now, ignored);
-  }
-}
-
-std::string NewPair::Undo() {
-  if (!open_) {
-    return {};
-  }
-  open_ = false;
-  if (making_) {
-    qvfd::PathHelper::RemoveFile(pair_.database);
-    qvfd::PathHelper::RemoveFile(pair_.track_file);
-  }
-  std::string result = aside_.empty() ? "nothing was left behind" : "what was there before is back in place";
-  for (const Aside& aside : aside_) {
-    std::error_code error;
-    fs::rename(aside.now, aside.place, error);
-    if (error) {
-      result = "what was there before is now '" + aside.now + "'";
-    }
-  }
-  return result;
 }
 
 std::string WhyNotWritable(const std::string& path, std::uintmax_t bytes) {

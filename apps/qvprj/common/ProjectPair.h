@@ -1,8 +1,8 @@
-// The two files of a project as files: their names, what they may replace, and getting rid of a half-made
-// pair.
+// The two files of a project as files: their names, what they may replace, and replacing them.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,33 +32,14 @@ void RequireApart(const ProjectPair& pair, const std::string& source);
 /// is false, is no file, or is a file that is no project.
 void RequireFree(const ProjectPair& pair, bool force);
 
-/// A pair of files in the making. What is in its place is put aside until `Keep`; `Undo`, or the end of the
-/// object, removes what was made and puts it back.
-class NewPair {
- public:
-  explicit NewPair(ProjectPair pair);
-  ~NewPair();
-  NewPair(const NewPair&) = delete;
-  NewPair& operator=(const NewPair&) = delete;
+/// What a failure to write `pair` leaves, in a few words: "what was there before is untouched".
+[[nodiscard]] std::string WhatStays(const ProjectPair& pair);
 
-  /// The new pair is whole: removes what was put aside.
-  void Keep() noexcept;
-
-  /// Gives up the new pair, and says in a few words what that leaves behind.
-  std::string Undo();
-
- private:
-  struct Aside {
-    std::string place;
-    std::string now;  // where it is meanwhile
-  };
-  void PutAside(const std::string& place);
-
-  ProjectPair pair_;
-  std::vector<Aside> aside_;
-  bool making_ = false;  // from here on, what is in the pair's place is ours to remove
-  bool open_ = true;
-};
+/// Lets `write` make a new pair at the paths that it is given, and puts it in place of `pair` as a whole, once
+/// it is safe on the disk. What `write` throws is thrown, and another failure where the new pair, of about
+/// `bytes`, cannot be put in place; what was there before is untouched then, and nothing else left behind.
+void ReplaceProject(const ProjectPair& pair, std::uintmax_t bytes,
+                    const std::function<void(const ProjectPair& made)>& write);
 
 /// The reason why files of together `bytes` could not be written at `path`, found out by trying.
 [[nodiscard]] std::string WhyNotWritable(const std::string& path, std::uintmax_t bytes);
