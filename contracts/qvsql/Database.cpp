@@ -70,6 +70,7 @@ bool Run(sqlite3* engine, const char* sql) {
 enum class Access {
   kRead,
   kReadAsItStands,  ///< without locks, journals or logs: for a file to which nobody is writing
+  kReadDamaged,     ///< the same, for a file that the engine would refuse as a whole
   kWrite,
 };
 
@@ -88,7 +89,8 @@ std::string ImmutableUri(const std::string& path) {
 /// writable one.
 Engine Connect(const std::string& path, Access access) {
   const bool writable = access == Access::kWrite;
-  const bool asItStands = access == Access::kReadAsItStands;
+  const bool damaged = access == Access::kReadDamaged;
+  const bool asItStands = access == Access::kReadAsItStands || damaged;
   const int flags = SQLITE_OPEN_NOMUTEX | (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
                     (asItStands ? SQLITE_OPEN_URI : 0);
   const std::string name = asItStands ? ImmutableUri(path) : EnginePath(path);
@@ -100,8 +102,13 @@ Engine Connect(const std::string& path, Access access) {
   }
   // Files come from anywhere: what their schemas contain must not reach beyond them. Sorting must not write
   // files.
-  sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, damaged ? 0 : 1, nullptr);
   sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  // What this is named for is out of reach of a connection that only reads; it also makes the engine read a
+  // file that has lost its end, and pass over tables that it does not understand.
+  if (damaged && !Run(raw, "PRAGMA writable_schema = ON")) {
+    return nullptr;
+  }
   return Run(raw, "PRAGMA temp_store = MEMORY") ? std::move(engine) : nullptr;
 }
 
@@ -547,12 +554,16 @@ struct Database::Connection {
   std::optional<TemporaryCopy> copy;  // what the engine reads in place of a file that was left unfinished
   Engine engine;                      // after the copy: it has to be closed before the copy goes
   bool writable = false;
+  bool damaged = false;  // and so never to be written
 
   /// Makes sure that the engine can write to the file itself. False, and the connection as it was, when it
   /// cannot.
   bool MakeWritable() {
     if (writable) {
       return true;
+    }
+    if (damaged) {
+      return false;
     }
     Engine writer = Connect(path, Access::kWrite);
     if (!writer) {
@@ -599,6 +610,34 @@ bool Database::Open(std::string path) {
       connection->engine = Connect(connection->copy->Path(), Access::kWrite);
     }
     if (!connection->engine || !Run(connection->engine.get(), "PRAGMA schema_version")) {
+      return false;
+    }
+    connection_ = std::move(connection);
+    return true;
+  });
+}
+
+bool Database::OpenDamaged(std::string path) {
+  connection_.reset();
+  return qvdetail::NoThrow([&] {
+    const FileState state = Inspect(path);
+    if (state == FileState::kNotADatabase) {
+      return false;
+    }
+    auto connection = std::make_unique<Connection>();
+    connection->path = path;
+    connection->damaged = true;
+    std::string place = path;
+    if (state == FileState::kUnfinished) {
+      if (!connection->copy.emplace().Make(path)) {
+        return false;
+      }
+      place = connection->copy->Path();
+      // The engine finishes in the copy what was begun, as far as it can.
+      static_cast<void>(Run(Connect(place, Access::kWrite).get(), "PRAGMA schema_version"));
+    }
+    connection->engine = Connect(place, Access::kReadDamaged);
+    if (!connection->engine) {
       return false;
     }
     connection_ = std::move(connection);
