@@ -344,15 +344,27 @@ bool BlobFileReader::IsSound() noexcept {
   if (!file_) {
     return false;
   }
-  Finish();
   bool sound = true;
-  for (File::Blob& blob : file_->blobs) {
-    if (blob.state == File::State::kNotRead && Begin(blob.entry.id)) {
-      Finish();
-    }
-    sound = sound && blob.state == File::State::kSound;
+  for (const File::Blob& blob : file_->blobs) {
+    sound = IsSound(blob.entry.id) && sound;
   }
   return sound;
+}
+
+bool BlobFileReader::IsSound(int id) noexcept {
+  if (!file_) {
+    return false;
+  }
+  Finish();
+  for (const File::Blob& blob : file_->blobs) {
+    if (blob.entry.id == id) {
+      if (Begin(id)) {
+        Finish();
+      }
+      return blob.state == File::State::kSound;
+    }
+  }
+  return false;
 }
 
 // ---- Writing -----------------------------------------------------------------------------------------

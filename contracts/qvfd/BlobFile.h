@@ -76,6 +76,10 @@ class QVFD_API BlobFileReader {
   /// Reads what has not been read yet of any blob, and tells whether every check value of the file holds.
   [[nodiscard]] bool IsSound() noexcept;
 
+  /// Reads what has not been read yet of one blob, and tells whether its check value holds; false when there
+  /// is no blob with that id.
+  [[nodiscard]] bool IsSound(int id) noexcept;
+
  private:
   static constexpr std::size_t kSmall = std::size_t{256} << 10U;
 

@@ -202,6 +202,24 @@ TEST_F(BlobFileTest, ABlobIsReadOnce) {
   EXPECT_FALSE(file.Begin(0));
 }
 
+TEST_F(BlobFileTest, IsSoundTellsOneBlobFromAnother) {
+  forge::Container container;
+  container.Add(1, Pattern(kMoreThanAnyBuffer));
+  container.Add(2, Pattern(100));
+  Bytes bytes = container.File();
+  bytes[container.entries[1].offset + 99] ^= 1U;
+  support::WriteBytes(Path(), bytes);
+  BlobFileReader file;
+  EXPECT_FALSE(file.IsSound(1)) << "nothing is open";
+  ASSERT_TRUE(file.Open(Path()));
+  EXPECT_EQ(Blob(file, 1), Pattern(kMoreThanAnyBuffer));
+  EXPECT_TRUE(file.IsSound(1));
+  EXPECT_FALSE(file.IsSound(2));
+  EXPECT_TRUE(file.IsSound(1)) << "asked again";
+  EXPECT_FALSE(file.IsSound(3)) << "no such blob";
+  EXPECT_FALSE(file.IsSound());
+}
+
 TEST_F(BlobFileTest, IsSoundReadsWhatNobodyHasRead) {
   forge::Container container;
   container.Add(0, Pattern(10));
