@@ -1,6 +1,7 @@
 // qvprj, the program: a table of its subcommands.
 #include <clocale>
 
+#include "commands/Check.h"
 #include "commands/Copy.h"
 #include "commands/Crs.h"
 #include "commands/Import.h"
@@ -14,6 +15,6 @@ int main(int argc, char** argv) {
   // Texts are in the user's encoding; numbers stay as they are written everywhere.
   std::setlocale(LC_CTYPE, "");
   return qvapp::RunProcess(argc, argv,
-                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddSet,
-                            qvapp::AddCrs, qvapp::AddTransform, qvapp::AddCopy});
+                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck,
+                            qvapp::AddSet, qvapp::AddCrs, qvapp::AddTransform, qvapp::AddCopy});
 }

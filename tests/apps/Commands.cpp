@@ -19,6 +19,10 @@ Outcome Info(const std::string& project, bool json) {
   return Run(qvapp::RunInfo, {project, json});
 }
 
+Outcome Check(const std::string& project, bool json) {
+  return Run(qvapp::RunCheck, {project, json});
+}
+
 Outcome Copy(const qvapp::CopyOptions& options) {
   return Run(qvapp::RunCopy, options);
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "commands/Check.h"
 #include "commands/Copy.h"
 #include "commands/Crs.h"
 #include "commands/Import.h"
@@ -47,6 +48,7 @@ Outcome Run(int (*command)(const Options&, qvapp::Console&), const Options& opti
 Outcome Missions(const std::string& flight, bool json = false);
 Outcome Import(const qvapp::ImportOptions& options);
 Outcome Info(const std::string& project, bool json = false);
+Outcome Check(const std::string& project, bool json = false);
 Outcome Copy(const qvapp::CopyOptions& options);
 Outcome Set(const qvapp::SetOptions& options);
 Outcome CrsFind(const qvapp::CrsFindOptions& options);
