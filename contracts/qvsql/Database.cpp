@@ -7,6 +7,8 @@
 //   3. Numbers never pass through the engine's own text conversions, which are not exact: they are bound
 //      natively, read natively, and turned to and from text here.
 //   4. Nothing leaves this file by exception.
+//   5. A file that was opened may come from anyone (Guard): what its schema says runs no code, reaches no other
+//      file, and ends in bounded time and memory.
 
 #include "qvsql/Database.h"
 
@@ -100,15 +102,17 @@ Engine Connect(const std::string& path, Access access) {
   if (code != SQLITE_OK || (writable && sqlite3_db_readonly(raw, "main") != 0)) {
     return nullptr;
   }
-  // Files come from anywhere: what their schemas contain must not reach beyond them. Sorting must not write
-  // files.
   sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, damaged ? 0 : 1, nullptr);
   sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0, nullptr);  // takes pointers from statements
+  constexpr int kLongestWaitForLocks = 1000;  // milliseconds
+  sqlite3_busy_timeout(raw, kLongestWaitForLocks);
   // What this is named for is out of reach of a connection that only reads; it also makes the engine read a
   // file that has lost its end, and pass over tables that it does not understand.
   if (damaged && !Run(raw, "PRAGMA writable_schema = ON")) {
     return nullptr;
   }
+  // Sorting must not write files.
   return Run(raw, "PRAGMA temp_store = MEMORY") ? std::move(engine) : nullptr;
 }
 
@@ -126,6 +130,183 @@ Statement Prepare(sqlite3* engine, std::string_view sql) {
   }
   const std::string_view tail = sql.substr(static_cast<std::size_t>(rest - sql.data()));
   return std::all_of(tail.begin(), tail.end(), qvdetail::IsBlank) ? std::move(statement) : nullptr;
+}
+
+std::string_view SkipBlanksAndComments(std::string_view sql) {
+  for (;;) {
+    sql = qvdetail::SkipBlanks(sql);
+    const bool line = sql.substr(0, 2) == "--";
+    if (!line && sql.substr(0, 2) != "/*") {
+      return sql;
+    }
+    const std::string_view mark = line ? "\n" : "*/";
+    const std::size_t end = sql.find(mark, 2);
+    sql.remove_prefix(end == std::string_view::npos ? sql.size() : end + mark.size());
+  }
+}
+
+/// The number that a statement gives; 0 when it gives none.
+std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
+  const Statement statement = Prepare(engine, sql);
+  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0)
+                                                                  : 0;
+}
+
+std::int64_t FileSize(sqlite3* engine) {
+  return NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
+}
+
+// ---- Files from anyone --------------------------------------------------------------------------
+
+/// What a call may cost on a file that was opened. Views and triggers do not run at all on such a file; this
+/// bounds what is left, expressions in the schema and statements that find more than is there.
+class Guard {
+ public:
+  /// Takes the connection under guard, for its whole life.
+  void Attach(sqlite3* engine) {
+    engine_ = engine;
+    sqlite3_db_config(engine, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(engine, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite3_progress_handler(engine, kStepsAtOnce, &Guard::Spend, this);
+  }
+
+  /// Before a call that walks through a table: the engine takes a few steps for each cell, and a cell takes a
+  /// byte at least. `longest` is what is to be written.
+  void BeginScan(std::size_t longest = 0) { Begin(kScanSteps, kScanStepsPerByte, longest); }
+
+  /// Before a statement of the caller's own, which may join and sort.
+  void BeginStatement(std::size_t longest) { Begin(kStatementSteps, kStatementStepsPerByte, longest); }
+
+ private:
+  static constexpr int kStepsAtOnce = 1000;
+  static constexpr std::int64_t kScanSteps = 1'000'000;
+  static constexpr std::int64_t kScanStepsPerByte = 16;
+  static constexpr std::int64_t kStatementSteps = 100'000'000;
+  static constexpr std::int64_t kStatementStepsPerByte = 64;
+
+  void Begin(std::int64_t steps, std::int64_t stepsPerByte, std::size_t longest) {
+    if (engine_ == nullptr) {
+      return;
+    }
+    left_ = steps;
+    const std::int64_t size = FileSize(engine_);
+    left_ = steps + stepsPerByte * (size + static_cast<std::int64_t>(longest));
+    // No cell is longer than its file. Other values may be, in statements of the caller's own.
+    constexpr std::int64_t kLongestAnyway = std::int64_t{1} << 20U;
+    constexpr std::int64_t kLongestOfAll = 1'000'000'000;  // as the engine has it
+    const std::int64_t length = kLongestAnyway + 4 * size + 2 * static_cast<std::int64_t>(longest);
+    sqlite3_limit(engine_, SQLITE_LIMIT_LENGTH, static_cast<int>(std::min(length, kLongestOfAll)));
+  }
+
+  /// Anything but 0 ends the statement.
+  static int Spend(void* self) {
+    auto& left = static_cast<Guard*>(self)->left_;
+    left -= kStepsAtOnce;
+    return left < 0 ? 1 : 0;
+  }
+
+  sqlite3* engine_ = nullptr;  // none for a file that was created here
+  std::int64_t left_ = kStatementSteps;
+};
+
+/// Takes the next word off a statement: letters, or a name in whichever quotes; empty at anything else.
+std::string TakeWord(std::string_view& sql) {
+  sql = SkipBlanksAndComments(sql);
+  constexpr std::string_view kQuotes = "\"'`[";
+  const std::size_t quote = sql.empty() ? std::string_view::npos : kQuotes.find(sql.front());
+  std::string word;
+  if (quote == std::string_view::npos) {
+    const auto end = std::find_if(sql.begin(), sql.end(), [](char c) {
+      const auto byte = static_cast<unsigned char>(c);
+      const bool isLetter = (byte | 0x20U) >= 'a' && (byte | 0x20U) <= 'z';
+      return !isLetter && !(byte >= '0' && byte <= '9') && byte != '_' && byte != '$' && byte < 0x80U;
+    });
+    word.assign(sql.begin(), end);
+    sql.remove_prefix(word.size());
+    return word;
+  }
+  const char closing = sql.front() == '[' ? ']' : sql.front();
+  for (std::size_t i = 1; i < sql.size(); ++i) {
+    if (sql[i] == closing) {
+      if (closing == ']' || i + 1 == sql.size() || sql[i + 1] != closing) {
+        sql.remove_prefix(i + 1);
+        return word;
+      }
+      ++i;  // a quote in the name is doubled
+    }
+    word += sql[i];
+  }
+  sql = {};
+  return word;
+}
+
+/// The virtual table that a statement of the schema declares; empty when it declares something else. What the
+/// schema says of it besides is not to be believed.
+std::string VirtualTableIn(std::string_view sql) {
+  const auto take = [&sql](const char* word) {
+    std::string_view rest = sql;
+    const bool isNext = sqlite3_stricmp(TakeWord(rest).c_str(), word) == 0;
+    sql = isNext ? rest : sql;
+    return isNext;
+  };
+  if (!take("CREATE") || !take("VIRTUAL") || !take("TABLE")) {
+    return {};
+  }
+  if (take("IF")) {
+    static_cast<void>(take("NOT") && take("EXISTS"));
+  }
+  std::string name = TakeWord(sql);
+  sql = SkipBlanksAndComments(sql);
+  if (!sql.empty() && sql.front() == '.') {  // that was the name of the database
+    sql.remove_prefix(1);
+    name = TakeWord(sql);
+  }
+  return name;
+}
+
+bool IsVirtualTable(sqlite3* engine, const std::string& table) {
+  const Statement schema = Prepare(engine, "SELECT sql FROM sqlite_master");
+  if (!schema) {
+    return true;
+  }
+  while (sqlite3_step(schema.get()) == SQLITE_ROW) {
+    const auto* const sql = reinterpret_cast<const char*>(sqlite3_column_text(schema.get(), 0));
+    if (sql != nullptr && sqlite3_stricmp(VirtualTableIn(sql).c_str(), table.c_str()) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Whether `table` is one, and reading it (or writing to it) computes nothing: no view, no virtual table, and no
+/// generated columns.
+bool IsPlainTable(sqlite3* engine, const std::string& table, bool toWrite) {
+  const auto isTable = [&] {
+    return sqlite3_table_column_metadata(engine, nullptr, table.c_str(), nullptr, nullptr, nullptr, nullptr,
+                                         nullptr, nullptr) == SQLITE_OK;
+  };
+  // Another program may have made the table since the schema was read; preparing a statement reads it again.
+  if (table.find('\0') != std::string::npos ||
+      (!isTable() && (!Prepare(engine, "SELECT 1 FROM " + Quoted(table)) || !isTable()))) {
+    return false;
+  }
+  if (IsVirtualTable(engine, table)) {
+    return false;
+  }
+  constexpr int kHiddenColumn = 6;  // of the PRAGMA's result
+  constexpr int kComputedWhenRead = 2;
+  constexpr int kComputedWhenWritten = 3;
+  const Statement columns = Prepare(engine, "PRAGMA table_xinfo(" + Quoted(table) + ")");
+  if (!columns) {
+    return false;
+  }
+  while (sqlite3_step(columns.get()) == SQLITE_ROW) {
+    const int hidden = sqlite3_column_int(columns.get(), kHiddenColumn);
+    if (hidden == kComputedWhenRead || (toWrite && hidden == kComputedWhenWritten)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 /// A transaction, or a part of one that the host has begun; undone unless it is committed.
@@ -176,8 +357,11 @@ Affinity AffinityOf(const char* declaredType) {
   return contains("REAL") || contains("FLOA") || contains("DOUB") ? Affinity::kReal : Affinity::kInteger;
 }
 
-/// The affinities of all columns of a table; none when the table cannot be read.
+/// The affinities of all columns of a table; none when the table cannot be written to.
 std::optional<std::vector<Affinity>> AffinitiesOf(sqlite3* engine, const std::string& table) {
+  if (!IsPlainTable(engine, table, true)) {
+    return std::nullopt;
+  }
   const Statement statement = Prepare(engine, "SELECT * FROM " + Quoted(table) + " LIMIT 0");
   if (!statement) {
     return std::nullopt;
@@ -264,6 +448,18 @@ struct Rows {
   std::span<const int> blobSizes;
 
   [[nodiscard]] std::size_t Count() const { return cells.size() / static_cast<std::size_t>(columns); }
+
+  /// About what they take in the file.
+  [[nodiscard]] std::size_t Bytes() const {
+    std::size_t bytes = 0;
+    for (const std::string& cell : cells) {
+      bytes += cell.size() + 1;
+    }
+    for (const int size : blobSizes) {
+      bytes += static_cast<std::size_t>(size);
+    }
+    return bytes;
+  }
 };
 
 bool AreWhole(const Rows& rows) {
@@ -400,24 +596,19 @@ class Output {
   bool kept_ = false;
 };
 
-/// The number that a statement gives; 0 when it gives none.
-std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
-  const Statement statement = Prepare(engine, sql);
-  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0)
-                                                                  : 0;
-}
-
 /// How many rows a table may have, found without walking through it: its largest row id, which is the number
 /// of its rows where none was ever deleted. Never more than the file has room for, whatever its row ids
 /// claim; 0 where rows have no ids.
 std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
-  const std::int64_t fileSize = NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
-  const std::int64_t room = fileSize / (columns + 2);  // of rows as short as rows can be
+  const std::int64_t room = FileSize(engine) / (columns + 2);  // of rows as short as rows can be
   const std::int64_t largest = NumberOf(engine, "SELECT max(rowid) FROM " + Quoted(table));
   return static_cast<std::size_t>(std::clamp(largest, std::int64_t{0}, room));
 }
 
 bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Output& output) {
+  if (!IsPlainTable(engine, table, false)) {
+    return false;
+  }
   const Statement statement = Prepare(engine, "SELECT * FROM " + Quoted(table));
   if (!statement) {
     return false;
@@ -503,16 +694,7 @@ bool StepThrough(sqlite3_stmt* statement, RowCallback callback, void* user) {
 
 /// Whether a statement begins with the word PRAGMA, behind blanks and comments.
 bool IsPragma(std::string_view sql) {
-  for (;;) {
-    sql = qvdetail::SkipBlanks(sql);
-    const bool line = sql.substr(0, 2) == "--";
-    if (!line && sql.substr(0, 2) != "/*") {
-      break;
-    }
-    const std::string_view mark = line ? "\n" : "*/";
-    const std::size_t end = sql.find(mark, 2);
-    sql.remove_prefix(end == std::string_view::npos ? sql.size() : end + mark.size());
-  }
+  sql = SkipBlanksAndComments(sql);
   constexpr std::string_view kWord = "pragma";
   return sql.size() >= kWord.size() && std::equal(kWord.begin(), kWord.end(), sql.begin(),
                                                   [](char word, char c) { return word == (c | 0x20); });
@@ -552,7 +734,8 @@ const char* TypeWord(int type) {
 struct Database::Connection {
   std::string path;
   std::optional<TemporaryCopy> copy;  // what the engine reads in place of a file that was left unfinished
-  Engine engine;                      // after the copy: it has to be closed before the copy goes
+  Guard guard;
+  Engine engine;  // after the copy: it has to be closed before the copy goes
   bool writable = false;
   bool damaged = false;  // and so never to be written
 
@@ -570,6 +753,7 @@ struct Database::Connection {
       return false;
     }
     engine = std::move(writer);
+    guard.Attach(engine.get());
     copy.reset();
     writable = true;
     return true;
@@ -583,7 +767,16 @@ struct Database::Connection {
       return AffinitiesOf(engine.get(), table)
           .has_value();  // nothing to write: only the table has to be there
     }
-    return MakeWritable() && InsertRows(engine.get(), table, rows);
+    if (!MakeWritable()) {
+      return false;
+    }
+    guard.BeginScan(rows.Bytes());
+    return InsertRows(engine.get(), table, rows);
+  }
+
+  bool Select(const std::string& table, int blobColumn, Output& output) {
+    guard.BeginScan();
+    return SelectRows(engine.get(), table, blobColumn, output);
   }
 };
 
@@ -609,7 +802,11 @@ bool Database::Open(std::string path) {
       // For writing, so that the engine can finish in the copy what was begun.
       connection->engine = Connect(connection->copy->Path(), Access::kWrite);
     }
-    if (!connection->engine || !Run(connection->engine.get(), "PRAGMA schema_version")) {
+    if (!connection->engine) {
+      return false;
+    }
+    connection->guard.Attach(connection->engine.get());
+    if (!Run(connection->engine.get(), "PRAGMA cell_size_check = ON; PRAGMA schema_version")) {
       return false;
     }
     connection_ = std::move(connection);
@@ -640,6 +837,8 @@ bool Database::OpenDamaged(std::string path) {
     if (!connection->engine) {
       return false;
     }
+    connection->guard.Attach(connection->engine.get());
+    static_cast<void>(Run(connection->engine.get(), "PRAGMA cell_size_check = ON"));
     connection_ = std::move(connection);
     return true;
   });
@@ -725,7 +924,7 @@ bool Database::AddRecords(std::string table, const std::vector<std::string>& val
 bool Database::GetRecords(std::string table, int* rows, int* columns, std::vector<std::string>& values) {
   return qvdetail::NoThrow([&] {
     Output output(rows, columns, values, nullptr);
-    return IsOpen() && SelectRows(connection_->engine.get(), table, kNoBlobColumn, output);
+    return IsOpen() && connection_->Select(table, kNoBlobColumn, output);
   });
 }
 
@@ -733,7 +932,7 @@ bool Database::GetRecords(std::string table, int blobColumn, int* rows, int* col
                           std::vector<std::string>& values, std::vector<std::vector<char>>& blobs) {
   return qvdetail::NoThrow([&] {
     Output output(rows, columns, values, &blobs);
-    return IsOpen() && blobColumn >= 0 && SelectRows(connection_->engine.get(), table, blobColumn, output);
+    return IsOpen() && blobColumn >= 0 && connection_->Select(table, blobColumn, output);
   });
 }
 
@@ -742,6 +941,7 @@ bool Database::ExecSQL(std::string sql, RowCallback callback, void* user) {
     if (!IsOpen()) {
       return false;
     }
+    connection_->guard.BeginStatement(sql.size());
     Statement statement = Prepare(connection_->engine.get(), sql);
     if (!statement) {
       return false;

@@ -35,8 +35,12 @@ using RowCallback = int (*)(void* user, int columnCount, char** values, char** n
 /// A database file, open or closed. One object is used by one thread at a time; it can be moved, not copied.
 ///
 /// Every operation that returns false has failed completely: what it was to write is not in the file, and its
-/// outputs are as they were. Nothing throws, prints or blocks; a file that another program holds locked
-/// counts as failed.
+/// outputs are as they were. Nothing throws or prints. A file that another program holds locked is waited for
+/// for a second; then it counts as failed.
+///
+/// Files may come from anyone. Of one that was opened, not created, only plain tables are read or written: no
+/// view, no virtual table, no table whose columns are computed. Its triggers do not run, statements that go on
+/// far longer than the size of the file explains fail, and so does what would make a value far longer than it.
 ///
 /// Rows travel as one flat vector of text cells: all cells of row 0 in column order, then row 1, and so on.
 /// In a column of a numeric type a cell that is wholly a finite decimal number is stored as that number, any
