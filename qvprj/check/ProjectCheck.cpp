@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "detail/NoThrow.h"
-#include "detail/NumberText.h"
 #include "qvprj/check/CheckState.h"
 #include "qvprj/check/Query.h"
+#include "qvprj/detail/Stamp.h"
 #include "qvprj/detail/StoredTables.h"
 #include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/QvProject.h"
@@ -28,14 +28,6 @@ bool MayHaveTable(qvsql::Database& database, const char* name) {
       ForEachRow(database, std::string("SELECT 1 FROM sqlite_master WHERE lower(name) = '") + name + "'",
                  [&found](std::span<char* const>) { found = true; });
   return found || !listed;
-}
-
-std::uint32_t StampOf(qvsql::Database& database) {
-  std::uint32_t stamp = 0;
-  static_cast<void>(ForEachRow(database, "PRAGMA user_version", [&stamp](std::span<char* const> cells) {
-    stamp = static_cast<std::uint32_t>(qvdetail::ParseInteger(cells[0] == nullptr ? "" : cells[0]));
-  }));
-  return stamp;
 }
 
 }  // namespace
@@ -77,7 +69,7 @@ bool CheckProject(const std::string& path, ProjectReport& report) noexcept {
                           0});
     }
     CheckTables(database, state);
-    CheckTrackFile(StampOf(database), state);
+    CheckTrackFile(ReadStamp(database), state);
     CheckMatchTable(database, state);
     report.database = state.database;
     report.track_file = state.track_file;
