@@ -14,6 +14,7 @@
 #include "detail/NumberText.h"
 #include "qvfd/ByteStream.h"
 #include "qvprj/check/CheckState.h"
+#include "qvprj/check/FoundTables.h"
 #include "qvprj/check/Query.h"
 #include "qvprj/detail/StoredTables.h"
 
@@ -22,24 +23,10 @@ namespace {
 
 constexpr const char* kUnreadable = "cannot be read: damaged, or in use by another program";
 
-/// A column as the database has it.
-struct FoundColumn {
-  std::string name;
-  std::string type;
-};
-
 /// Where a finding about a table belongs.
 Finding InTable(const CheckState& state, const char* table, Severity severity, std::string kind,
                 std::string text, std::optional<std::int64_t> row = std::nullopt) {
   return {severity, std::move(kind), state.database, table, {}, row, std::move(text), 0};
-}
-
-std::string LowerAscii(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  }
-  return lower;
 }
 
 const char* TypeWord(int type) {
@@ -82,25 +69,6 @@ void CheckIntegrity(qvsql::Database& database, CheckState& state) {
 
 // ---- Tables and columns -------------------------------------------------------------------------------
 
-std::vector<FoundColumn> ColumnsOf(qvsql::Database& database, const char* table) {
-  std::vector<FoundColumn> columns;
-  const std::string statement = std::string("SELECT name, type FROM pragma_table_info('") + table + "')";
-  static_cast<void>(ForEachRow(database, statement, [&columns](std::span<char* const> cells) {
-    columns.push_back({cells[0] == nullptr ? "" : cells[0], cells[1] == nullptr ? "" : cells[1]});
-  }));
-  return columns;
-}
-
-/// The position of the column `name`; none where there is none.
-std::optional<std::size_t> PositionOf(const std::vector<FoundColumn>& columns, const char* name) {
-  for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (LowerAscii(columns[i].name) == name) {
-      return i;
-    }
-  }
-  return std::nullopt;
-}
-
 void CheckColumns(const StoredTable& table, const std::vector<FoundColumn>& found, CheckState& state) {
   const bool isOld = table.older_columns != 0 && found.size() == table.older_columns;
   const std::size_t expected = isOld ? table.older_columns : table.columns.size();
@@ -136,28 +104,11 @@ void CheckColumns(const StoredTable& table, const std::vector<FoundColumn>& foun
   }
 }
 
-bool IsDocumented(const std::string& table) {
-  for (const StoredTable& known :
-       {StoredProjectTable(), StoredCameraTable(), StoredImageTable(), StoredGCPTable(), StoredCPTable(),
-        StoredFeatureTable(), StoredMatchTable()}) {
-    if (LowerAscii(table) == known.name) {
-      return true;
-    }
-  }
-  return false;
-}
-
 void CheckTableNames(qvsql::Database& database, CheckState& state) {
-  const auto take = [&state](std::span<char* const> cells) {
-    const std::string name = cells[0] == nullptr ? "" : cells[0];
-    if (!IsDocumented(name)) {
-      state.findings.Add(
-          InTable(state, name.c_str(), Severity::kWarning, "extra-table", "is no table of a project"));
-    }
-  };
-  static_cast<void>(ForEachRow(
-      database, "SELECT name FROM sqlite_master WHERE type IN ('table', 'view') AND name NOT LIKE 'sqlite_%'",
-      take));
+  for (const std::string& name : OtherTables(database)) {
+    state.findings.Add(
+        InTable(state, name.c_str(), Severity::kWarning, "extra-table", "is no table of a project"));
+  }
 }
 
 // ---- Rows ---------------------------------------------------------------------------------------------
@@ -440,16 +391,6 @@ void CheckFeatureTable(qvsql::Database& database, CheckState& state) {
 
 // ---- Matches ------------------------------------------------------------------------------------------
 
-/// The bytes whose hexadecimal digits these are.
-std::vector<unsigned char> BytesOf(std::string_view digits) {
-  const auto value = [](char c) { return static_cast<unsigned>(c <= '9' ? c - '0' : c - 'A' + 10); };
-  std::vector<unsigned char> bytes(digits.size() / 2);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<unsigned char>(value(digits[2 * i]) * 16U + value(digits[2 * i + 1]));
-  }
-  return bytes;
-}
-
 template <class Index>
 std::string ComplaintOf(const std::vector<unsigned char>& bytes, MatchIndexCheck check) {
   qvfd::ByteReader reader(bytes);
@@ -466,7 +407,7 @@ void CheckMatchRow(const StoredTable& table, const Row& row, CheckState& state) 
   const auto left = row.Integer("left_image_id");
   const auto right = row.Integer("right_image_id");
   const int count = row.Integer("match_count").value_or(0);
-  const std::vector<unsigned char> bytes = BytesOf(row.Text(kBlobColumn).value_or(""));
+  const std::vector<unsigned char> bytes = BytesOfDigits(row.Text(kBlobColumn).value_or(""));
   CheckReference(left, state.images, state.images_known, table.name, "image", row, state);
   CheckReference(right, state.images, state.images_known, table.name, "image", row, state);
   const auto expected = static_cast<std::size_t>(std::max(count, 0));
