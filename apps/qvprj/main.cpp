@@ -7,6 +7,7 @@
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
+#include "commands/Recover.h"
 #include "commands/Set.h"
 #include "commands/Transform.h"
 #include "common/Program.h"
@@ -14,7 +15,8 @@
 int main(int argc, char** argv) {
   // Texts are in the user's encoding; numbers stay as they are written everywhere.
   std::setlocale(LC_CTYPE, "");
-  return qvapp::RunProcess(argc, argv,
-                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck,
-                            qvapp::AddSet, qvapp::AddCrs, qvapp::AddTransform, qvapp::AddCopy});
+  return qvapp::RunProcess(
+      argc, argv,
+      {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck, qvapp::AddSet, qvapp::AddCrs,
+       qvapp::AddTransform, qvapp::AddCopy, qvapp::AddRecover});
 }

@@ -27,6 +27,10 @@ Outcome Copy(const qvapp::CopyOptions& options) {
   return Run(qvapp::RunCopy, options);
 }
 
+Outcome Recover(const qvapp::RecoverOptions& options) {
+  return Run(qvapp::RunRecover, options);
+}
+
 Outcome Set(const qvapp::SetOptions& options) {
   return Run(qvapp::RunSet, options);
 }

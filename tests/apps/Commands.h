@@ -14,6 +14,7 @@
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
+#include "commands/Recover.h"
 #include "commands/Set.h"
 #include "commands/Transform.h"
 #include "common/Failure.h"
@@ -50,6 +51,7 @@ Outcome Import(const qvapp::ImportOptions& options);
 Outcome Info(const std::string& project, bool json = false);
 Outcome Check(const std::string& project, bool json = false);
 Outcome Copy(const qvapp::CopyOptions& options);
+Outcome Recover(const qvapp::RecoverOptions& options);
 Outcome Set(const qvapp::SetOptions& options);
 Outcome CrsFind(const qvapp::CrsFindOptions& options);
 Outcome Transform(const qvapp::TransformOptions& options, const std::string& input = "");
