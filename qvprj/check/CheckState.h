@@ -46,7 +46,7 @@ class IdSet {
 
   [[nodiscard]] bool Has(int id) const {
     const auto flag = static_cast<std::uint64_t>(std::int64_t{id} - first_);
-    return flag < flags_.size() ? flags_[flag] != 0 : ids_.count(id) != 0;
+    return flag < flags_.size() ? flags_[flag] != 0 : ids_.contains(id);
   }
   [[nodiscard]] std::size_t Size() const { return ids_.size(); }
 

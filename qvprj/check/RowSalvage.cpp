@@ -78,11 +78,11 @@ class Salvage {
       if (Read(where, last)) {
         continue;
       }
-      const std::int64_t first = std::max(range.first, last ? *last + 1 : range.first);
-      const Range rest{first, range.last};
-      if (first > range.last) {
+      if (last && *last >= range.last) {
         continue;  // the last row of the range came, and then the damage behind it
       }
+      const std::int64_t first = last ? std::max(range.first, *last + 1) : range.first;
+      const Range rest{first, range.last};
       if (rest.Width() == 1) {
         ++lost;
         continue;
@@ -140,6 +140,9 @@ SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, co
   const std::string behind = low ? " WHERE rowid > " + std::to_string(*low) : "";
   if (salvage.Read(behind + " ORDER BY rowid DESC", high)) {
     return salvage.Take(0, false);
+  }
+  if (low == std::numeric_limits<std::int64_t>::max()) {
+    return salvage.Take(0, true);
   }
   const std::int64_t first = low ? *low + 1 : 1;
   if (high) {

@@ -44,7 +44,9 @@ std::string Excerpt(std::string_view cell) {
 // ---- The file as a whole ------------------------------------------------------------------------------
 
 void CheckIntegrity(qvsql::Database& database, CheckState& state) {
-  const auto add = [&state](std::string text) {
+  bool damaged = false;
+  const auto add = [&](std::string text) {
+    damaged = true;
     state.findings.Add(
         {Severity::kError, "integrity", state.database, {}, {}, std::nullopt, std::move(text), 0});
   };
@@ -62,8 +64,8 @@ void CheckIntegrity(qvsql::Database& database, CheckState& state) {
   const bool ran = ForEachRow(database, "PRAGMA integrity_check", [&](std::span<char* const> cells) {
     takeLines(!cells.empty() && cells[0] != nullptr ? cells[0] : "");
   });
-  if (!ran) {
-    add(kUnreadable);
+  if (!ran && !damaged) {
+    add(kUnreadable);  // the engine gave up before it could say why
   }
 }
 
