@@ -214,7 +214,7 @@ constexpr const char* kBlobSize = "length(CAST($ AS BLOB))";
 constexpr const char* kBlobDigits = "hex($)";
 
 std::string ValueOf(const StoredColumn& column, std::string_view blobExpression) {
-  const std::string name = Identifier(column.name);
+  std::string name = Identifier(column.name);
   if (column.type != qvsql::kBlobColumn) {
     return name;
   }

@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -271,17 +272,16 @@ Look LookOf(const std::string& path) {
   if (!PathHelper::IsFileExisted(path)) {
     return look;
   }
-  std::FILE* const file = std::fopen(path.c_str(), "rb");
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
   if (file == nullptr) {
     return look;
   }
   look.isThere = 1;
-  look.size = std::fread(look.start.data(), 1, Look::kStartSize, file);
+  look.size = std::fread(look.start.data(), 1, Look::kStartSize, file.get());
   if (look.size == Look::kStartSize) {
     std::error_code error;
     look.size = std::filesystem::file_size(path, error);
   }
-  std::fclose(file);
   return look;
 }
 
