@@ -4,6 +4,8 @@
 #include "qvfd/qvfd.h"
 #include "qvgcp/qvgcp.h"
 #include "qvmath/qvmath.h"
+#include "qvprj/check/ProjectCheck.h"
+#include "qvprj/check/Recovery.h"
 #include "qvprj/flight/FlyProjectHelper.h"
 #include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/PrjInfo.h"

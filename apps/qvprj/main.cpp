@@ -1,11 +1,13 @@
 // qvprj, the program: a table of its subcommands.
 #include <clocale>
 
+#include "commands/Check.h"
 #include "commands/Copy.h"
 #include "commands/Crs.h"
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
+#include "commands/Recover.h"
 #include "commands/Set.h"
 #include "commands/Transform.h"
 #include "common/Program.h"
@@ -13,7 +15,8 @@
 int main(int argc, char** argv) {
   // Texts are in the user's encoding; numbers stay as they are written everywhere.
   std::setlocale(LC_CTYPE, "");
-  return qvapp::RunProcess(argc, argv,
-                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddSet,
-                            qvapp::AddCrs, qvapp::AddTransform, qvapp::AddCopy});
+  return qvapp::RunProcess(
+      argc, argv,
+      {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck, qvapp::AddSet, qvapp::AddCrs,
+       qvapp::AddTransform, qvapp::AddCopy, qvapp::AddRecover});
 }

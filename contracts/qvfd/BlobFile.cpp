@@ -199,6 +199,21 @@ struct BlobFileReader::File {
     return true;
   }
 
+  /// Reads the directory that stands where `header` says, to the end of the file, and takes over its entries.
+  bool ReadDirectory(const Header& header) {
+    std::vector<unsigned char> bytes(header.count * kEntrySize + kCheckSize);
+    std::vector<Entry> entries;
+    stream.clear();
+    stream.seekg(static_cast<std::streamoff>(header.directoryOffset));
+    if (!Get(bytes.data(), bytes.size()) || !ParseDirectory(bytes, header, entries)) {
+      return false;
+    }
+    for (const Entry& entry : entries) {
+      blobs.push_back({entry, State::kNotRead});
+    }
+    return true;
+  }
+
   std::ifstream stream;
   BlobFileLabel label;
   std::vector<Blob> blobs;  // ascending by id
@@ -211,6 +226,34 @@ BlobFileReader::BlobFileReader() = default;
 BlobFileReader::~BlobFileReader() = default;
 
 bool BlobFileReader::Open(const std::string& path) noexcept {
+  return OpenBy(path, [](File& file, std::uint64_t fileSize) {
+    Header header;
+    std::vector<unsigned char> bytes(kHeaderSize);
+    if (!file.Get(bytes.data(), bytes.size()) || !ParseHeader(bytes, header)) {
+      return false;
+    }
+    file.label = header.label;
+    return DirectorySize(header, fileSize) != 0 && file.ReadDirectory(header);
+  });
+}
+
+bool BlobFileReader::OpenWithoutHeader(const std::string& path) noexcept {
+  return OpenBy(path, [](File& file, std::uint64_t fileSize) {
+    constexpr std::uint32_t kMostBlobs = 64;
+    for (std::uint32_t count = 0; count <= kMostBlobs; ++count) {
+      const std::uint64_t size = std::uint64_t{count} * kEntrySize + kCheckSize;
+      const bool fits = fileSize >= kHeaderSize + size && (fileSize - size) % kAlignment == 0;
+      if (fits && file.ReadDirectory({{}, count, fileSize - size})) {
+        return true;
+      }
+    }
+    return false;
+  });
+}
+
+/// Opens a file of which `readDirectory` finds the directory.
+bool BlobFileReader::OpenBy(const std::string& path,
+                            bool (*readDirectory)(File& file, std::uint64_t fileSize)) noexcept {
   file_.reset();
   next_ = end_ = nullptr;
   behind_ = 0;
@@ -224,25 +267,9 @@ bool BlobFileReader::Open(const std::string& path) noexcept {
     std::unique_ptr<File> file(new File);
     file->stream.rdbuf()->pubsetbuf(nullptr, 0);
     file->stream.open(path, std::ios::binary);
-    Header header;
-    std::vector<unsigned char> headerBytes(kHeaderSize);
-    if (error || !file->Get(headerBytes.data(), headerBytes.size()) || !ParseHeader(headerBytes, header)) {
+    if (error || !readDirectory(*file, fileSize)) {
       return false;
     }
-    const std::uint64_t directorySize = DirectorySize(header, fileSize);
-    if (directorySize == 0) {
-      return false;
-    }
-    std::vector<unsigned char> directory(directorySize);
-    std::vector<Entry> entries;
-    file->stream.seekg(static_cast<std::streamoff>(header.directoryOffset));
-    if (!file->Get(directory.data(), directory.size()) || !ParseDirectory(directory, header, entries)) {
-      return false;
-    }
-    for (const Entry& entry : entries) {
-      file->blobs.push_back({entry, File::State::kNotRead});
-    }
-    file->label = header.label;
     file_ = std::move(file);
     return true;
   } catch (const std::exception&) {
@@ -344,15 +371,27 @@ bool BlobFileReader::IsSound() noexcept {
   if (!file_) {
     return false;
   }
-  Finish();
   bool sound = true;
-  for (File::Blob& blob : file_->blobs) {
-    if (blob.state == File::State::kNotRead && Begin(blob.entry.id)) {
-      Finish();
-    }
-    sound = sound && blob.state == File::State::kSound;
+  for (const File::Blob& blob : file_->blobs) {
+    sound = IsSound(blob.entry.id) && sound;
   }
   return sound;
+}
+
+bool BlobFileReader::IsSound(int id) noexcept {
+  if (!file_) {
+    return false;
+  }
+  Finish();
+  for (const File::Blob& blob : file_->blobs) {
+    if (blob.entry.id == id) {
+      if (Begin(id)) {
+        Finish();
+      }
+      return blob.state == File::State::kSound;
+    }
+  }
+  return false;
 }
 
 // ---- Writing -----------------------------------------------------------------------------------------

@@ -29,6 +29,10 @@ class QVFD_API BlobFileReader {
   /// no regular file, is no container, or its header or directory is damaged.
   [[nodiscard]] bool Open(const std::string& path) noexcept;
 
+  /// The same for a file whose header may be damaged: the directory is looked for at the end of the file, where
+  /// its own check value shows it. Tag and stamp are unknown then, and 0.
+  [[nodiscard]] bool OpenWithoutHeader(const std::string& path) noexcept;
+
   /// The tag that the file carries; 0 when none is open.
   [[nodiscard]] int Tag() const;
 
@@ -76,6 +80,10 @@ class QVFD_API BlobFileReader {
   /// Reads what has not been read yet of any blob, and tells whether every check value of the file holds.
   [[nodiscard]] bool IsSound() noexcept;
 
+  /// Reads what has not been read yet of one blob, and tells whether its check value holds; false when there
+  /// is no blob with that id.
+  [[nodiscard]] bool IsSound(int id) noexcept;
+
  private:
   static constexpr std::size_t kSmall = std::size_t{256} << 10U;
 
@@ -83,11 +91,14 @@ class QVFD_API BlobFileReader {
   [[nodiscard]] bool ReadLarge(void* data, std::size_t size) noexcept;
   void Finish() noexcept;
 
+  struct File;
+  [[nodiscard]] bool OpenBy(const std::string& path,
+                            bool (*readDirectory)(File& file, std::uint64_t fileSize)) noexcept;
+
   const unsigned char* next_ = nullptr;  // what is in the buffer of the blob and not handed out yet
   const unsigned char* end_ = nullptr;
   std::size_t behind_ = 0;  // bytes of the blob behind the buffer
 
-  struct File;
   std::unique_ptr<File> file_;
 };
 

@@ -72,6 +72,7 @@ bool Run(sqlite3* engine, const char* sql) {
 enum class Access {
   kRead,
   kReadAsItStands,  ///< without locks, journals or logs: for a file to which nobody is writing
+  kReadDamaged,     ///< the same, for a file that the engine would refuse as a whole
   kWrite,
 };
 
@@ -90,7 +91,8 @@ std::string ImmutableUri(const std::string& path) {
 /// writable one.
 Engine Connect(const std::string& path, Access access) {
   const bool writable = access == Access::kWrite;
-  const bool asItStands = access == Access::kReadAsItStands;
+  const bool damaged = access == Access::kReadDamaged;
+  const bool asItStands = access == Access::kReadAsItStands || damaged;
   const int flags = SQLITE_OPEN_NOMUTEX | (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
                     (asItStands ? SQLITE_OPEN_URI : 0);
   const std::string name = asItStands ? ImmutableUri(path) : EnginePath(path);
@@ -100,11 +102,16 @@ Engine Connect(const std::string& path, Access access) {
   if (code != SQLITE_OK || (writable && sqlite3_db_readonly(raw, "main") != 0)) {
     return nullptr;
   }
-  sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, damaged ? 0 : 1, nullptr);
   sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(raw, SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0, nullptr);  // takes pointers from statements
   constexpr int kLongestWaitForLocks = 1000;  // milliseconds
   sqlite3_busy_timeout(raw, kLongestWaitForLocks);
+  // What this is named for is out of reach of a connection that only reads; it also makes the engine read a
+  // file that has lost its end, and pass over tables that it does not understand.
+  if (damaged && !Run(raw, "PRAGMA writable_schema = ON")) {
+    return nullptr;
+  }
   // Sorting must not write files.
   return Run(raw, "PRAGMA temp_store = MEMORY") ? std::move(engine) : nullptr;
 }
@@ -730,12 +737,16 @@ struct Database::Connection {
   Guard guard;
   Engine engine;  // after the copy: it has to be closed before the copy goes
   bool writable = false;
+  bool damaged = false;  // and so never to be written
 
   /// Makes sure that the engine can write to the file itself. False, and the connection as it was, when it
   /// cannot.
   bool MakeWritable() {
     if (writable) {
       return true;
+    }
+    if (damaged) {
+      return false;
     }
     Engine writer = Connect(path, Access::kWrite);
     if (!writer) {
@@ -798,6 +809,36 @@ bool Database::Open(std::string path) {
     if (!Run(connection->engine.get(), "PRAGMA cell_size_check = ON; PRAGMA schema_version")) {
       return false;
     }
+    connection_ = std::move(connection);
+    return true;
+  });
+}
+
+bool Database::OpenDamaged(std::string path) {
+  connection_.reset();
+  return qvdetail::NoThrow([&] {
+    const FileState state = Inspect(path);
+    if (state == FileState::kNotADatabase) {
+      return false;
+    }
+    auto connection = std::make_unique<Connection>();
+    connection->path = path;
+    connection->damaged = true;
+    std::string place = path;
+    if (state == FileState::kUnfinished) {
+      if (!connection->copy.emplace().Make(path)) {
+        return false;
+      }
+      place = connection->copy->Path();
+      // The engine finishes in the copy what was begun, as far as it can.
+      static_cast<void>(Run(Connect(place, Access::kWrite).get(), "PRAGMA schema_version"));
+    }
+    connection->engine = Connect(place, Access::kReadDamaged);
+    if (!connection->engine) {
+      return false;
+    }
+    connection->guard.Attach(connection->engine.get());
+    static_cast<void>(Run(connection->engine.get(), "PRAGMA cell_size_check = ON"));
     connection_ = std::move(connection);
     return true;
   });

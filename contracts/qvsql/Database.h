@@ -70,6 +70,12 @@ class QVSQL_API Database {
   /// process holds on it by other means, as closing any handle of it does there.
   [[nodiscard]] bool Open(std::string path);
 
+  /// Opens a database file that may be damaged, in place of one that is open, for reading what is left of it:
+  /// also one that is shorter than it says, which `Open` refuses. What a statement cannot reach ends it with
+  /// false after the rows before it. The file is read as it stands, without locks; one that was left behind
+  /// in the middle of a write through a temporary copy. Nothing can be written: what would write is false.
+  [[nodiscard]] bool OpenDamaged(std::string path);
+
   /// Creates a new database file and leaves it open. False, and nothing changed, when something is at `path`
   /// already or the file cannot be made. Stale side files of an older database of that name are removed.
   ///

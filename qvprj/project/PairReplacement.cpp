@@ -483,11 +483,16 @@ PairFiles FinishReplacement(const PairFiles& pair) {
   if (lock.IsHeld()) {
     Settle(places);
   }
+  return FilesThatHold(pair);
+}
+
+PairFiles FilesThatHold(const PairFiles& pair) {
+  const Places places = PlacesOf(pair);
+  PairFiles files = pair;
   if (!IsThere(places.commit)) {
-    return pair;
+    return files;
   }
   const Pending pending = PendingAt(places);
-  PairFiles files = pair;
   if (pending.holds && pending.database) {
     files.database = places.made.database;
   }

@@ -31,6 +31,10 @@ struct PairFiles {
 /// its place since. May throw std::bad_alloc.
 [[nodiscard]] QVPRJ_API PairFiles FinishReplacement(const PairFiles& pair);
 
+/// Where `FinishReplacement` would leave the files of the pair that holds, for who must not touch anything:
+/// those of `pair` itself when nothing is waiting. May throw std::bad_alloc.
+[[nodiscard]] QVPRJ_API PairFiles FilesThatHold(const PairFiles& pair);
+
 /// Gives up a replacement of `pair` that was interrupted, if there is one: for who writes or removes the pair
 /// by other means. Otherwise the old replacement would come in place of the later work. May throw
 /// std::bad_alloc.

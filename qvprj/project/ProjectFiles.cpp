@@ -1,13 +1,12 @@
 // A project as a pair of files: opening, saving and copying it.
 
 #include <cstdint>
-#include <cstdlib>
 #include <utility>
 
 #include "detail/NoThrow.h"
 #include "qvfd/BlobFile.h"
 #include "qvfd/PathHelper.h"
-#include "qvfd/Text.h"
+#include "qvprj/detail/Stamp.h"
 #include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
@@ -31,32 +30,6 @@ bool IsTrackFileExtension(std::string extension) {
 bool NamesPair(const std::string& path) {
   return !qvfd::PathHelper::GetFileTitle2(path).empty() &&
          !IsTrackFileExtension(qvfd::PathHelper::GetFileExtension(path));
-}
-
-/// Random, and never 0, which stands for none.
-std::uint32_t NewStamp() {
-  char digits[33] = {};
-  qvfd::GenerateGUID(digits);
-  constexpr int kHexadecimal = 16;
-  const auto stamp = static_cast<std::uint32_t>(
-      std::strtoul(std::string(digits, sizeof(std::uint32_t) * 2).c_str(), nullptr, kHexadecimal));
-  return stamp == 0 ? 1 : stamp;
-}
-
-/// The stamp of a project database: the engine's user_version, for which it has no use itself.
-bool WriteStamp(qvsql::Database& database, std::uint32_t stamp) {
-  return database.ExecSQL("PRAGMA user_version = " + std::to_string(static_cast<std::int32_t>(stamp)),
-                          nullptr, nullptr);
-}
-
-std::uint32_t ReadStamp(qvsql::Database& database) {
-  std::uint32_t stamp = 0;
-  const auto take = [](void* user, int /*columns*/, char** values, char** /*names*/) {
-    *static_cast<std::uint32_t*>(user) =
-        values[0] == nullptr ? 0 : static_cast<std::uint32_t>(std::strtol(values[0], nullptr, 10));
-    return 0;
-  };
-  return database.ExecSQL("PRAGMA user_version", take, &stamp) ? stamp : 0;
 }
 
 /// The files of a project, opened for reading.

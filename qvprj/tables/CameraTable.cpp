@@ -60,6 +60,10 @@ constexpr std::array kColumns = {
 
 }  // namespace
 
+StoredTable StoredCameraTable() {
+  return Stored<CameraRow>(kTable, kColumns);
+}
+
 bool QvProject::CreateCameraTable(qvsql::Database& database) {
   return qvdetail::NoThrow([&] { return CreateTable<CameraRow>(database, kTable, kColumns); });
 }

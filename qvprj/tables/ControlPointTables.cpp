@@ -68,6 +68,14 @@ TableCells RowsOf(qvsql::Database& database, const char* table, std::size_t expe
 
 }  // namespace
 
+StoredTable StoredGCPTable() {
+  return Stored<PointRow>(kPointTable, kPointColumns);
+}
+
+StoredTable StoredCPTable() {
+  return Stored<MeasurementRow>(kMeasurementTable, kMeasurementColumns);
+}
+
 bool QvProject::CreateGCPTable(qvsql::Database& database) {
   return qvdetail::NoThrow([&] { return CreateTable<PointRow>(database, kPointTable, kPointColumns); });
 }

@@ -139,6 +139,18 @@ std::vector<Point2_T<int>> MatchesOf(const std::vector<char>& blob, std::size_t 
 
 }  // namespace
 
+StoredTable StoredFeatureTable() {
+  StoredTable table = Stored<FeatureRow>(kFeatureTable, kFeatureColumns);
+  table.optional = true;
+  return table;
+}
+
+StoredTable StoredMatchTable() {
+  StoredTable table = Stored<MatchRow>(kMatchTable, kMatchColumns);
+  table.optional = true;
+  return table;
+}
+
 bool QvProject::CreateFeatureTable(qvsql::Database& database) {
   return qvdetail::NoThrow([&] { return CreateTable<FeatureRow>(database, kFeatureTable, kFeatureColumns); });
 }

@@ -54,6 +54,10 @@ constexpr std::array kColumns = {
 
 }  // namespace
 
+StoredTable StoredImageTable() {
+  return Stored<ImageRow>(kTable, kColumns);
+}
+
 bool QvProject::CreateImageTable(qvsql::Database& database) {
   return qvdetail::NoThrow([&] { return CreateTable<ImageRow>(database, kTable, kColumns); });
 }

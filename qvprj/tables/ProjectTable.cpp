@@ -45,6 +45,12 @@ constexpr std::size_t kOldColumnCount = 14;
 
 }  // namespace
 
+StoredTable StoredProjectTable() {
+  StoredTable table = Stored<ProjectRow>(kTable, kColumns);
+  table.older_columns = kOldColumnCount;
+  return table;
+}
+
 bool QvProject::CreatePrjTable(qvsql::Database& database) {
   return qvdetail::NoThrow([&] { return CreateTable<ProjectRow>(database, kTable, kColumns); });
 }

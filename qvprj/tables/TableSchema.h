@@ -15,6 +15,7 @@
 #include "detail/FixedText.h"
 #include "detail/NumberText.h"
 #include "qvfd/Text.h"
+#include "qvprj/detail/StoredTables.h"
 #include "qvsql/Database.h"
 
 namespace qvprj {
@@ -25,6 +26,7 @@ struct Column {
   int type;
   std::string (*write)(const Row& row);
   void (*read)(Row& row, const std::string& cell);
+  bool filled = true;  ///< false where the schema has a column that no record fills
 };
 
 /// The columns of one Row, each made from a path of members that leads to its value:
@@ -76,17 +78,21 @@ struct Columns {
 
   /// A column that the schema has and no record fills: it is written as empty text and not read.
   static constexpr Column<Row> Empty(const char* name, int type) {
-    return {name, type, [](const Row&) { return std::string(); }, [](Row&, const std::string&) {}};
+    return {name, type, [](const Row&) { return std::string(); }, [](Row&, const std::string&) {}, false};
   }
 
   /// The same, written as 0.
   static constexpr Column<Row> Zero(const char* name) {
     return {name, qvsql::kRealColumn, [](const Row&) { return std::string("0"); },
-            [](Row&, const std::string&) {}};
+            [](Row&, const std::string&) {}, false};
   }
 
   /// The blob column of a table; its bytes travel beside the cells.
-  static constexpr Column<Row> Blob(const char* name) { return Empty(name, qvsql::kBlobColumn); }
+  static constexpr Column<Row> Blob(const char* name) {
+    Column<Row> column = Empty(name, qvsql::kBlobColumn);
+    column.filled = true;
+    return column;
+  }
 };
 
 /// The cells of a whole table, as a database hands them out. The stride is the number of columns that the
@@ -102,6 +108,17 @@ struct TableCells {
     return index < cells.size() ? cells[index] : kEmpty;
   }
 };
+
+/// The columns alone.
+template <class Row>
+[[nodiscard]] StoredTable Stored(const char* table, std::span<const Column<Row>> schema) {
+  StoredTable stored;
+  stored.name = table;
+  for (const auto& column : schema) {
+    stored.columns.push_back({column.name, column.type, column.filled});
+  }
+  return stored;
+}
 
 /// Creates the table.
 template <class Row>

@@ -19,8 +19,16 @@ Outcome Info(const std::string& project, bool json) {
   return Run(qvapp::RunInfo, {project, json});
 }
 
+Outcome Check(const std::string& project, bool json) {
+  return Run(qvapp::RunCheck, {project, json});
+}
+
 Outcome Copy(const qvapp::CopyOptions& options) {
   return Run(qvapp::RunCopy, options);
+}
+
+Outcome Recover(const qvapp::RecoverOptions& options) {
+  return Run(qvapp::RunRecover, options);
 }
 
 Outcome Set(const qvapp::SetOptions& options) {

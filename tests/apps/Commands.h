@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "commands/Check.h"
 #include "commands/Copy.h"
 #include "commands/Crs.h"
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
+#include "commands/Recover.h"
 #include "commands/Set.h"
 #include "commands/Transform.h"
 #include "common/Failure.h"
@@ -47,7 +49,9 @@ Outcome Run(int (*command)(const Options&, qvapp::Console&), const Options& opti
 Outcome Missions(const std::string& flight, bool json = false);
 Outcome Import(const qvapp::ImportOptions& options);
 Outcome Info(const std::string& project, bool json = false);
+Outcome Check(const std::string& project, bool json = false);
 Outcome Copy(const qvapp::CopyOptions& options);
+Outcome Recover(const qvapp::RecoverOptions& options);
 Outcome Set(const qvapp::SetOptions& options);
 Outcome CrsFind(const qvapp::CrsFindOptions& options);
 Outcome Transform(const qvapp::TransformOptions& options, const std::string& input = "");

@@ -27,6 +27,12 @@ Failure::Failure(std::string_view subject, std::string_view problem, std::string
   }
 }
 
+Failure Failure::With(int exitCode) const {
+  Failure other(*this);
+  other.exitCode_ = exitCode;
+  return other;
+}
+
 int Reported(std::ostream& err, const std::function<int()>& work) noexcept {
   try {
     return work();

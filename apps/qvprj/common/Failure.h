@@ -12,6 +12,7 @@ namespace qvapp {
 inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;
 inline constexpr int kWrongUsage = 2;
+inline constexpr int kNoProject = 3;  ///< of commands that judge a project: there is none to judge
 
 /// What went wrong with `subject` (a file, or an option) and what to do about it. Commands throw it; it ends
 /// as the one line "subject: problem; remedy".
@@ -19,6 +20,9 @@ class Failure : public std::exception {
  public:
   Failure(std::string_view subject, std::string_view problem, std::string_view remedy,
           int exitCode = kFailed);
+
+  /// The same failure with another exit code.
+  [[nodiscard]] Failure With(int exitCode) const;
 
   /// The whole line, without control characters and without a line end.
   [[nodiscard]] const char* what() const noexcept override { return line_.c_str(); }

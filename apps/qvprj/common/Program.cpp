@@ -26,13 +26,16 @@ constexpr const char* kFooter =
     "  0  done\n"
     "  1  the work failed: one line on standard error tells the file, what is wrong and what to do\n"
     "  2  wrong usage\n"
+    "  3  check: there is no project; recover: nothing can be recovered\n"
     "\n"
     "Example:\n"
     "  qvprj missions flight.db\n"
     "  qvprj import flight.db --mission latest --out survey.db\n"
     "  qvprj crs find --near survey.db\n"
     "  qvprj set survey.db --crs EPSG:32650\n"
-    "  qvprj info survey.db";
+    "  qvprj info survey.db\n"
+    "  qvprj check survey.db\n"
+    "  qvprj recover damaged.db --out recovered.db";
 
 void Describe(CLI::App& program, const std::vector<AddCommand>& commands, Action& action) {
   program.name("qvprj");

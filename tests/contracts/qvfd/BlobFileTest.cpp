@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <numeric>
 
@@ -200,6 +201,61 @@ TEST_F(BlobFileTest, ABlobIsReadOnce) {
   EXPECT_FALSE(file.Begin(1));
   EXPECT_TRUE(file.Begin(0));
   EXPECT_FALSE(file.Begin(0));
+}
+
+TEST_F(BlobFileTest, IsSoundTellsOneBlobFromAnother) {
+  forge::Container container;
+  container.Add(1, Pattern(kMoreThanAnyBuffer));
+  container.Add(2, Pattern(100));
+  Bytes bytes = container.File();
+  bytes[container.entries[1].offset + 99] ^= 1U;
+  support::WriteBytes(Path(), bytes);
+  BlobFileReader file;
+  EXPECT_FALSE(file.IsSound(1)) << "nothing is open";
+  ASSERT_TRUE(file.Open(Path()));
+  EXPECT_EQ(Blob(file, 1), Pattern(kMoreThanAnyBuffer));
+  EXPECT_TRUE(file.IsSound(1));
+  EXPECT_FALSE(file.IsSound(2));
+  EXPECT_TRUE(file.IsSound(1)) << "asked again";
+  EXPECT_FALSE(file.IsSound(3)) << "no such blob";
+  EXPECT_FALSE(file.IsSound());
+}
+
+TEST_F(BlobFileTest, OpensWithoutAHeaderByTheDirectory) {
+  for (const int blobs : {0, 1, 3}) {
+    forge::Container container;
+    for (int id = 0; id < blobs; ++id) {
+      container.Add(id, Pattern(100, static_cast<unsigned char>(id)));
+    }
+    Bytes bytes = container.File();
+    std::fill_n(bytes.begin(), forge::kHeaderSize, static_cast<unsigned char>(0xAA));
+    support::WriteBytes(Path(), bytes);
+    BlobFileReader file;
+    EXPECT_FALSE(file.Open(Path()));
+    ASSERT_TRUE(file.OpenWithoutHeader(Path())) << blobs;
+    EXPECT_EQ(file.Ids().size(), static_cast<std::size_t>(blobs));
+    EXPECT_EQ(file.Tag(), 0);
+    for (int id = 0; id < blobs; ++id) {
+      EXPECT_EQ(Blob(file, id), Pattern(100, static_cast<unsigned char>(id)));
+    }
+    EXPECT_TRUE(file.IsSound());
+  }
+}
+
+TEST_F(BlobFileTest, DoesNotOpenWithoutADirectory) {
+  forge::Container container;
+  container.Add(0, Pattern(100));
+  const Bytes sound = container.File();
+  for (const std::size_t size : {std::size_t{0}, std::size_t{63}, std::size_t{164}, sound.size() - 1}) {
+    support::WriteBytes(Path(), Bytes(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(size)));
+    BlobFileReader file;
+    EXPECT_FALSE(file.OpenWithoutHeader(Path())) << size;
+  }
+  Bytes changed = sound;
+  changed[changed.size() - 20] ^= 1U;
+  support::WriteBytes(Path(), changed);
+  BlobFileReader file;
+  EXPECT_FALSE(file.OpenWithoutHeader(Path()));
 }
 
 TEST_F(BlobFileTest, IsSoundReadsWhatNobodyHasRead) {

@@ -1,0 +1,167 @@
+// The rows of a damaged table.
+//
+// A table is a tree of pages by row id. A damaged page stops a scan, but not one that begins behind it. So a
+// range of row ids that cannot be read to its end is cut in two behind the last row that came, again and
+// again; what remains are single row ids on damaged pages. The widest ranges go first, so that a bounded
+// number of tries finds the large pieces.
+
+#include "qvprj/check/RowSalvage.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <optional>
+#include <queue>
+#include <utility>
+
+#include "detail/NumberText.h"
+#include "qvprj/check/Query.h"
+
+namespace qvprj {
+namespace {
+
+constexpr std::size_t kMostTries = 200'000;
+
+/// How far behind the last row is looked for more, where the end of the table is damaged; and after how many
+/// tries without one row this is given up.
+constexpr std::int64_t kLookBehind = 65'536;
+constexpr std::size_t kMostTriesInVain = 4'000;
+
+struct Range {
+  std::int64_t first;
+  std::int64_t last;
+
+  [[nodiscard]] std::uint64_t Width() const {
+    return static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first) + 1;
+  }
+  friend bool operator<(const Range& a, const Range& b) { return a.Width() < b.Width(); }
+};
+
+class Salvage {
+ public:
+  Salvage(qvsql::Database& database, const std::string& table, const std::string& columns)
+      : database_(database), from_("SELECT rowid" + columns + " FROM " + Identifier(table)) {}
+
+  /// Reads the rows of a condition and order. False when the engine stopped before their end.
+  bool Read(const std::string& where, std::optional<std::int64_t>& lastRead) {
+    return ForEachRow(database_, from_ + where, [&](std::span<char* const> cells) {
+      const auto id = cells[0] == nullptr ? std::nullopt : qvdetail::WholeInteger(cells[0]);
+      if (!id) {
+        return;
+      }
+      std::vector<std::string>& row = rows_[*id];
+      row.clear();
+      for (std::size_t i = 1; i < cells.size(); ++i) {
+        row.emplace_back(cells[i] == nullptr ? "" : cells[i]);
+      }
+      lastRead = *id;
+    });
+  }
+
+  /// Searches a range. Single row ids that cannot be read, and what there was no time for, count as lost.
+  std::size_t Search(const Range& all, std::size_t mostInVain) {
+    std::size_t lost = 0;
+    std::size_t tries = 0;
+    const std::size_t before = rows_.size();
+    std::priority_queue<Range> ranges;
+    ranges.push(all);
+    for (; !ranges.empty(); ++tries) {
+      const Range range = ranges.top();
+      ranges.pop();
+      if (tries >= kMostTries || (tries >= mostInVain && rows_.size() == before)) {
+        lost += range.Width();
+        continue;
+      }
+      std::optional<std::int64_t> last;
+      const std::string where = " WHERE rowid BETWEEN " + std::to_string(range.first) + " AND " +
+                                std::to_string(range.last) + " ORDER BY rowid";
+      if (Read(where, last)) {
+        continue;
+      }
+      if (last && *last >= range.last) {
+        continue;  // the last row of the range came, and then the damage behind it
+      }
+      const std::int64_t first = last ? std::max(range.first, *last + 1) : range.first;
+      const Range rest{first, range.last};
+      if (rest.Width() == 1) {
+        ++lost;
+        continue;
+      }
+      const std::int64_t middle = first + static_cast<std::int64_t>(rest.Width() / 2);
+      ranges.push({first, middle - 1});
+      ranges.push({middle, range.last});
+    }
+    return lost;
+  }
+
+  [[nodiscard]] std::optional<std::int64_t> LastId() const {
+    return rows_.empty() ? std::nullopt : std::optional(rows_.rbegin()->first);
+  }
+
+  SalvagedRows Take(std::size_t lost, bool endUnknown) {
+    SalvagedRows salvaged{{}, lost, endUnknown};
+    for (auto& entry : rows_) {
+      salvaged.rows.push_back(std::move(entry.second));
+    }
+    return salvaged;
+  }
+
+ private:
+  qvsql::Database& database_;
+  std::string from_;
+  std::map<std::int64_t, std::vector<std::string>> rows_;
+};
+
+/// A table whose rows have no ids can only be read from its start.
+SalvagedRows ReadForward(qvsql::Database& database, const std::string& table, const std::string& columns) {
+  SalvagedRows salvaged;
+  salvaged.end_unknown = !ForEachRow(database, "SELECT NULL" + columns + " FROM " + Identifier(table),
+                                     [&](std::span<char* const> cells) {
+                                       std::vector<std::string>& row = salvaged.rows.emplace_back();
+                                       for (std::size_t i = 1; i < cells.size(); ++i) {
+                                         row.emplace_back(cells[i] == nullptr ? "" : cells[i]);
+                                       }
+                                     });
+  return salvaged;
+}
+
+}  // namespace
+
+SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, const std::string& columns) {
+  if (!database.ExecSQL("SELECT rowid FROM " + Identifier(table) + " LIMIT 0", nullptr, nullptr)) {
+    return ReadForward(database, table, columns);
+  }
+  Salvage salvage(database, table, columns);
+  std::optional<std::int64_t> low;
+  if (salvage.Read(" ORDER BY rowid", low)) {
+    return salvage.Take(0, false);
+  }
+  std::optional<std::int64_t> high;
+  const std::string behind = low ? " WHERE rowid > " + std::to_string(*low) : "";
+  if (salvage.Read(behind + " ORDER BY rowid DESC", high)) {
+    return salvage.Take(0, false);
+  }
+  if (low == std::numeric_limits<std::int64_t>::max()) {
+    return salvage.Take(0, true);
+  }
+  const std::int64_t first = low ? *low + 1 : 1;
+  if (high) {
+    return salvage.Take(*high > first ? salvage.Search({first, *high - 1}, kMostTries) : 0, false);
+  }
+  // The end of the table is damaged too: how far its row ids went cannot be told.
+  std::size_t lost = 0;
+  for (std::int64_t from = first; from <= std::numeric_limits<std::int64_t>::max() - kLookBehind;) {
+    const std::size_t lostInRange = salvage.Search({from, from + kLookBehind - 1}, kMostTriesInVain);
+    const auto last = salvage.LastId();
+    if (!last || *last < from) {
+      break;
+    }
+    // What cannot be read behind the last row that came may never have been there.
+    const auto behindLast = static_cast<std::size_t>(from + kLookBehind - 1 - *last);
+    lost += lostInRange - std::min(lostInRange, behindLast);
+    from = *last + 1;
+  }
+  return salvage.Take(lost, true);
+}
+
+}  // namespace qvprj
