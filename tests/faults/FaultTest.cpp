@@ -10,6 +10,8 @@
 #include <ostream>
 #include <utility>
 
+#include "qvprj/check/ProjectCheck.h"
+#include "qvprj/check/Recovery.h"
 #include "qvprj/flight/FlyProjectHelper.h"
 #include "support/ContractsFailingMemory.h"
 #include "support/ProjectBuilder.h"
@@ -83,6 +85,8 @@ struct Field {
   QvProject opened;   // what is read into, again and again
   std::string folder;
   std::string copy;  // another argument that is made before
+  qvprj::ProjectReport checked;
+  qvprj::RecoveryReport recovered;
 
   [[nodiscard]] std::string Path(const char* name) const { return folder + "/" + name; }
 };
@@ -183,6 +187,16 @@ std::vector<Operation> Operations() {
       Writes("WriteCPRecords", "data_cp", &QvProject::CreateCPTable, &QvProject::WriteCPRecords),
       Writes("WriteFeatures", "data_feature", &QvProject::CreateFeatureTable, &QvProject::WriteFeatures),
       Writes("WriteMatches", "data_match", &QvProject::CreateMatchTable, &QvProject::WriteMatches),
+      {"CheckProject", "p.db",
+       [](Field& field, std::string path) { return qvprj::CheckProject(path, field.checked); },
+       [](Field& field) { return field.checked.IsSound() ? std::string() : field.checked.findings[0].text; }},
+      {"RecoverProject", "p.db",
+       [](Field& field, std::string path) {
+         return qvprj::RecoverProject(path, field.copy, field.recovered);
+       },
+       [](Field& field) {
+         return field.recovered.IsComplete() ? std::string() : std::string("not complete");
+       }},
       {"QuickRead", "flight.db",
        [](Field& /*field*/, std::string path) {
          std::vector<FlyProjectHelper::FlyPrjInfo> missions;
@@ -304,11 +318,13 @@ class FaultTest : public ::testing::TestWithParam<Operation> {
     Restore();
   }
 
-  /// A project may open without its tie points and ground control: what could be read. And files that cannot be
-  /// copied are passed over in silence.
+  /// A project may open without its tie points and ground control: what could be read. Files that cannot be
+  /// copied are passed over in silence. What cannot be read is a finding, and is not recovered.
   std::string WhatIsWrongWithPartialSuccess() {
     const std::string name = GetParam().name;
-    return name == "OpenPrj" || name == "CopyTo" ? std::string() : GetParam().what_is_wrong(field_);
+    const bool mayBePart =
+        name == "OpenPrj" || name == "CopyTo" || name == "CheckProject" || name == "RecoverProject";
+    return mayBePart ? std::string() : GetParam().what_is_wrong(field_);
   }
 
   support::TempFolder folder_;
