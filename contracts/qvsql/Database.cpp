@@ -98,10 +98,11 @@ Engine Connect(const std::string& path, Access access) {
   if (code != SQLITE_OK || (writable && sqlite3_db_readonly(raw, "main") != 0)) {
     return nullptr;
   }
-  // Files come from anywhere: what their schemas contain must not reach beyond them. Sorting must not write
-  // files.
+  // Files come from anywhere: what their schemas contain must not reach beyond them, and a view may have rows
+  // without end. Sorting must not write files.
   sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   return Run(raw, "PRAGMA temp_store = MEMORY") ? std::move(engine) : nullptr;
 }
 
@@ -120,6 +121,39 @@ Statement Prepare(sqlite3* engine, std::string_view sql) {
   const std::string_view tail = sql.substr(static_cast<std::size_t>(rest - sql.data()));
   return std::all_of(tail.begin(), tail.end(), qvdetail::IsBlank) ? std::move(statement) : nullptr;
 }
+
+/// The number that a statement gives; 0 when it gives none.
+std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
+  const Statement statement = Prepare(engine, sql);
+  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0)
+                                                                  : 0;
+}
+
+/// The size of the database in bytes.
+std::int64_t SizeOf(sqlite3* engine) {
+  return NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
+}
+
+/// The length above which no value can be one that a database of `size` bytes holds: then its schema computes
+/// it. The slack is for what a statement makes of values, and for texts that become longer in UTF-8.
+int LongestValue(std::int64_t size) {
+  constexpr std::int64_t kSlack = std::int64_t{1} << 20U;
+  return static_cast<int>(std::clamp<std::int64_t>(2 * size + kSlack, 0, std::numeric_limits<int>::max()));
+}
+
+/// Has a connection refuse longer values while the object lives.
+class ValueLimit {
+ public:
+  ValueLimit(sqlite3* engine, int longest)
+      : engine_(engine), before_(sqlite3_limit(engine, SQLITE_LIMIT_LENGTH, longest)) {}
+  ~ValueLimit() { sqlite3_limit(engine_, SQLITE_LIMIT_LENGTH, before_); }
+  ValueLimit(const ValueLimit&) = delete;
+  ValueLimit& operator=(const ValueLimit&) = delete;
+
+ private:
+  sqlite3* engine_;
+  int before_;
+};
 
 /// A transaction, or a part of one that the host has begun; undone unless it is committed.
 class Transaction {
@@ -342,6 +376,9 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
+  /// Allows so much memory for what is appended.
+  void Limit(std::size_t bytes) { left_ = bytes; }
+
   /// Makes room for so many rows, so that a large table is not moved over and over again.
   void Reserve(std::size_t rows, int columns) {
     cells_.reserve(cellCount_ + rows * static_cast<std::size_t>(columns));
@@ -350,13 +387,15 @@ class Output {
     }
   }
 
-  /// Appends one row of a result. False when the engine ran out of memory.
+  /// Appends one row of a result. False when the engine ran out of memory, or the result goes past its limit.
   bool AppendRow(sqlite3_stmt* statement, int columns, int blobColumn) {
+    std::size_t size = 0;
     for (int column = 0; column < columns; ++column) {
       if (column != blobColumn) {
         if (!AppendCell(statement, column, cells_)) {
           return false;
         }
+        size += sizeof(std::string) + cells_.back().size();
         continue;
       }
       std::string_view bytes;
@@ -365,8 +404,11 @@ class Output {
       }
       cells_.emplace_back();
       blobs_->emplace_back(bytes.begin(), bytes.end());
+      size += sizeof(std::string) + sizeof(std::vector<char>) + bytes.size();
     }
-    return true;
+    const bool fits = size <= left_;
+    left_ -= fits ? size : 0;
+    return fits;
   }
 
   void Keep(int rows, int columns) {
@@ -390,27 +432,30 @@ class Output {
   std::vector<std::vector<char>>* blobs_;
   std::size_t cellCount_;
   std::size_t blobCount_;
+  std::size_t left_ = 0;
   bool kept_ = false;
 };
-
-/// The number that a statement gives; 0 when it gives none.
-std::int64_t NumberOf(sqlite3* engine, const std::string& sql) {
-  const Statement statement = Prepare(engine, sql);
-  return statement && sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0)
-                                                                  : 0;
-}
 
 /// How many rows a table may have, found without walking through it: its largest row id, which is the number
 /// of its rows where none was ever deleted. Never more than the file has room for, whatever its row ids
 /// claim; 0 where rows have no ids.
-std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
-  const std::int64_t fileSize = NumberOf(engine, "PRAGMA page_count") * NumberOf(engine, "PRAGMA page_size");
+std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns, std::int64_t fileSize) {
   const std::int64_t room = fileSize / (columns + 2);  // of rows as short as rows can be
   const std::int64_t largest = NumberOf(engine, "SELECT max(rowid) FROM " + Quoted(table));
   return static_cast<std::size_t>(std::clamp(largest, std::int64_t{0}, room));
 }
 
+/// How much memory the rows of a table may take. A stored value takes a byte of the file or more, and one cell
+/// of a result; what goes beyond that is columns that rows lack, defaults and generated columns, of which a
+/// small file can have as much as it likes.
+std::size_t RoomFor(std::int64_t fileSize) {
+  constexpr std::int64_t kSlack = std::int64_t{12} << 20U;
+  return static_cast<std::size_t>(kSlack + std::int64_t{sizeof(std::string) + 8} * fileSize);
+}
+
 bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Output& output) {
+  const std::int64_t fileSize = SizeOf(engine);
+  const ValueLimit limit(engine, LongestValue(fileSize));
   const Statement statement = Prepare(engine, "SELECT * FROM " + Quoted(table));
   if (!statement) {
     return false;
@@ -419,7 +464,8 @@ bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Outpu
   if (blobColumn != kNoBlobColumn && (blobColumn < 0 || blobColumn >= columns)) {
     return false;
   }
-  output.Reserve(LikelyRowCount(engine, table, columns), columns);
+  output.Limit(RoomFor(fileSize));
+  output.Reserve(LikelyRowCount(engine, table, columns, fileSize), columns);
   int rows = 0;
   int code = sqlite3_step(statement.get());
   for (; code == SQLITE_ROW; code = sqlite3_step(statement.get())) {
@@ -601,6 +647,8 @@ bool Database::Open(std::string path) {
     if (!connection->engine || !Run(connection->engine.get(), "PRAGMA schema_version")) {
       return false;
     }
+    sqlite3* const engine = connection->engine.get();
+    sqlite3_limit(engine, SQLITE_LIMIT_LENGTH, LongestValue(SizeOf(engine)));
     connection_ = std::move(connection);
     return true;
   });

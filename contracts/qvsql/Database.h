@@ -42,6 +42,10 @@ using RowCallback = int (*)(void* user, int columnCount, char** values, char** n
 /// In a column of a numeric type a cell that is wholly a finite decimal number is stored as that number, any
 /// other as text. Reading gives integers in decimal, reals as the shortest text that reads back to the same
 /// double, NULL as empty text and texts byte for byte, whatever their encoding.
+///
+/// A file may come from anybody, and its schema can compute more than any file holds. So views are not read,
+/// and as long as nothing was written a value of more than 1 MiB and twice the size of the file counts as
+/// failed; so does `GetRecords` where all cells together are many times the size of the file.
 class QVSQL_API Database {
  public:
   Database();
