@@ -1,0 +1,29 @@
+// Databases made with the engine itself, past the code under test.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Target.h"
+
+namespace fuzz {
+
+/// The file that a database would be after these statements; each that fails is passed over. Without any
+/// content: no bytes.
+[[nodiscard]] Bytes DatabaseOf(const std::vector<std::string>& statements);
+
+/// The integer that a query gives for the database in `file`; none when it fails or takes long.
+[[nodiscard]] std::optional<std::int64_t> IntegerOf(const Bytes& file, const std::string& query);
+
+/// A text as an SQL expression, also where it has a NUL in it.
+[[nodiscard]] std::string Literal(const std::string& text);
+
+/// Bytes as an SQL literal: X'0102'.
+[[nodiscard]] std::string BlobLiteral(const Bytes& bytes);
+
+/// A name in double quotes.
+[[nodiscard]] std::string Quoted(const std::string& name);
+
+}  // namespace fuzz

@@ -1,0 +1,112 @@
+// Projects in databases that are valid, or nearly, and odd: built from the input through the engine itself.
+
+#include <array>
+
+#include "Target.h"
+#include "qvprj/project/QvProject.h"
+#include "support/Folder.h"
+#include "support/Memory.h"
+#include "support/OddTables.h"
+#include "support/ProjectChecks.h"
+#include "support/Sql.h"
+
+namespace {
+
+using fuzz::Bytes;
+using fuzz::Require;
+
+const std::array<fuzz::TableForm, 7> kTables = {{
+    {"data_project",
+     {"id", "project_name", "operator", "date", "coordinate_id", "coordinate_type", "coordinate_name",
+      "coordinate_description", "description", "height", "thumbnail", "created_at", "updated_at", "version",
+      "uavtype", "nadir"}},
+    {"data_image",
+     {"id", "project_id", "name", "path", "x", "y", "z", "omega", "phi", "kappa", "new_x", "new_y", "new_z",
+      "new_omega", "new_phi", "new_kappa", "strip_id", "camera_id", "enabled"}},
+    {"data_camera",
+     {"id",
+      "project_id",
+      "name",
+      "width",
+      "height",
+      "ccdwidth",
+      "ccdheight",
+      "focallength",
+      "x0",
+      "y0",
+      "distortion_type",
+      "k1",
+      "k2",
+      "k3",
+      "p1",
+      "p2",
+      "alpha",
+      "beta",
+      "n1",
+      "n2",
+      "n3",
+      "n4",
+      "n5",
+      "delay_time"}},
+    {"data_feature", {"image_id", "feature_count", "feature_data"}},
+    {"data_match", {"left_image_id", "right_image_id", "match_count", "match_data"}},
+    {"data_gcp", {"gcp_id", "name", "x", "y", "z", "type", "enable"}},
+    {"data_cp", {"gcp_id", "image_id", "x", "y"}},
+}};
+
+constexpr std::array<const char*, 6> kIds = {"1", "2", "3", "'2'", "1.0", "0"};
+
+/// Without a row in the first table and the two next ones nothing opens, so some inputs get them.
+void AddWhatIsNeeded(std::vector<std::string>& statements) {
+  for (std::size_t i = 0; i < 3; ++i) {
+    std::string columns;
+    for (const char* const column : kTables[i].columns) {
+      columns += (columns.empty() ? "" : ", ") + fuzz::Quoted(column);
+    }
+    const std::string name = kTables[i].name;
+    statements.push_back("CREATE TABLE IF NOT EXISTS " + name + "(" + columns + ")");
+    statements.push_back("INSERT INTO " + name + "(id) VALUES(1), (2)");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+  fuzz::Input input(data, size);
+  std::vector<std::string> statements = fuzz::OddBeginning(input);
+  const auto append = [&statements](std::vector<std::string> more) {
+    statements.insert(statements.end(), more.begin(), more.end());
+  };
+  const std::uint8_t tables = input.Byte();  // a bit a table: those that are not chosen are missing
+  for (std::size_t i = 0; i < kTables.size(); ++i) {
+    if ((tables & (1U << i)) != 0) {
+      append(fuzz::OddTable(input, kTables[i], kIds));
+    }
+  }
+  if ((tables & 0x80U) != 0) {
+    AddWhatIsNeeded(statements);
+  }
+  append(fuzz::OddEnd(input, kTables[input.Below(kTables.size())]));
+  Bytes database = fuzz::DatabaseOf(statements);
+  fuzz::ChangeHeader(input, database);
+
+  const fuzz::Folder& folder = fuzz::EmptyFolder();
+  fuzz::WriteFile(folder.File("p.db"), database);
+  const std::vector<std::string> before = folder.Contents();
+  qvprj::QvProject project;
+  bool opened = false;
+  {
+    const fuzz::MemoryWatch memory(database.size());
+    opened = project.OpenPrj(folder.File("p.db"));
+  }
+  Require(folder.Contents() == before, "opening changes no file and makes none");
+  if (!opened) {
+    return 0;
+  }
+  const auto images = fuzz::IntegerOf(database, "SELECT count(*) FROM data_image");
+  Require(!images || *images == project.GetImageInfoSet().Size(), "every image is read");
+  const auto cameras = fuzz::IntegerOf(database, "SELECT count(*) FROM data_camera");
+  Require(!cameras || *cameras == project.GetCameraInfoSet().Size(), "every camera is read");
+  fuzz::RequireSavesAndOpensTheSame(project, folder.Path(), "saved");
+  return 0;
+}
