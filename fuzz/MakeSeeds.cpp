@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <tuple>
 
 #include "Target.h"
 #include "contracts/qvfd/ContainerForge.h"
@@ -104,7 +105,7 @@ void MakeBlobs(const std::string& root) {
     const Corpus corpus(root, kind.target);
     Bytes blob;
     fuzz::Require(blobs.GetBlob(kind.id, blob), "a small project has each blob");
-    for (const unsigned char choices : Bytes{0, 0x31, 0x0E, 0x3F}) {
+    for (const unsigned char choices : Bytes{0, 0x31, 0x71, 0x0E, 0x7F}) {
       corpus.Add("whole-" + std::to_string(choices), Joined({choices, 1, 2, 3, 0x80}, blob));
     }
     corpus.Add("some-images", Joined({0x0E, 1, 1, 9, 0x80}, blob));
@@ -131,6 +132,29 @@ Bytes Packed(const std::string& path, const std::string& more) {
 Bytes WithTrackFile(const Bytes& trackFile, const Bytes& database) {
   const Bytes size = support::ByteString().U16(static_cast<std::uint16_t>(trackFile.size())).Bytes();
   return Joined(Joined(size, trackFile), database);
+}
+
+/// A project's database as a program leaves it that is killed in the middle of a write: with what lies beside it.
+Bytes LeftUnfinished(const std::string& mode, const std::string& suffix, unsigned kind) {
+  const std::string path = fuzz::EmptyFolder().File("u.db");
+  const auto run = [](qvsql::Database& database, const std::string& sql) {
+    fuzz::Require(database.ExecSQL(sql, nullptr, nullptr), sql);
+  };
+  qvprj::QvProject project = support::BuildProject(Small());
+  qvsql::Database database;
+  fuzz::Require(database.Create(path), "a new database");
+  run(database, "PRAGMA page_size = 512");
+  run(database, "VACUUM");
+  run(database, "PRAGMA journal_mode = " + mode);
+  fuzz::Require(project.CreatePrjTable(database) && project.WritePrjRecords(database) &&
+                    project.CreateCameraTable(database) && project.CreateImageTable(database) &&
+                    project.WriteImageRecords(database),
+                "tables of a small project");
+  run(database, "PRAGMA cache_size = 1");  // pages reach the file before the transaction ends
+  run(database, "BEGIN");
+  run(database, "UPDATE data_image SET name = 'half done', path = zeroblob(300)");
+  const Bytes side = fuzz::ReadFile(path + suffix);
+  return Joined(support::ByteString().U16(side.size() | kind).Bytes(), Joined(side, fuzz::ReadFile(path)));
 }
 
 void MakeProjects(const std::string& root) {
@@ -160,6 +184,10 @@ void MakeProjects(const std::string& root) {
                         {"PRAGMA encoding = 'UTF-16le'", "CREATE TABLE data_project(id, project_name)",
                          "INSERT INTO data_project VALUES(1, 'name')", "CREATE TABLE data_image(id, p, name)",
                          "INSERT INTO data_image VALUES(1, 2, 'name')", "CREATE TABLE data_camera(id)"})));
+  for (const auto& [mode, suffix, kind] :
+       {std::tuple{"WAL", "-wal", 0x4000U}, std::tuple{"PERSIST", "-journal", 0x8000U}}) {
+    corpus.Add(mode, LeftUnfinished(mode, suffix, kind));
+  }
   corpus.Add("text", WithTrackFile({}, BytesOf("SQLite format 3 is what this file says that it is.")));
   corpus.Add("nothing", {});
 }

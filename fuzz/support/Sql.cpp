@@ -44,22 +44,59 @@ Bytes DatabaseOf(const std::vector<std::string>& statements) {
   return bytes ? Bytes(bytes.get(), bytes.get() + size) : Bytes();
 }
 
-std::optional<std::int64_t> IntegerOf(const Bytes& file, const std::string& query) {
-  const Engine engine = InMemory();
+namespace {
+
+/// The database in `file`, and a statement on it that stands at its first row. Without a statement when there
+/// is no row.
+struct FirstRow {
+  Engine engine;
+  std::unique_ptr<sqlite3_stmt, Closer> statement;
+};
+
+FirstRow RunOn(const Bytes& file, const std::string& query) {
+  FirstRow row{InMemory(), nullptr};
   const auto size = static_cast<sqlite3_int64>(file.size());
   auto* const copy = static_cast<unsigned char*>(sqlite3_malloc64(file.size() + 1));
   std::copy(file.begin(), file.end(), copy);
-  if (sqlite3_deserialize(engine.get(), "main", copy, size, size,
+  if (sqlite3_deserialize(row.engine.get(), "main", copy, size, size,
                           SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_READONLY) != SQLITE_OK) {
-    return std::nullopt;
+    return row;
   }
   sqlite3_stmt* raw = nullptr;
-  sqlite3_prepare_v2(engine.get(), query.c_str(), -1, &raw, nullptr);
-  const std::unique_ptr<sqlite3_stmt, Closer> statement(raw);
-  if (!statement || sqlite3_step(raw) != SQLITE_ROW) {
-    return std::nullopt;
+  sqlite3_prepare_v2(row.engine.get(), query.c_str(), -1, &raw, nullptr);
+  row.statement.reset(raw);
+  if (raw == nullptr || sqlite3_step(raw) != SQLITE_ROW) {
+    row.statement.reset();
   }
-  return sqlite3_column_int64(raw, 0);
+  return row;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> IntegerOf(const Bytes& file, const std::string& query) {
+  const FirstRow row = RunOn(file, query);
+  return row.statement ? std::optional(sqlite3_column_int64(row.statement.get(), 0)) : std::nullopt;
+}
+
+std::vector<RawCell> FirstRowOf(const Bytes& file, const std::string& table) {
+  const FirstRow row = RunOn(file, "SELECT * FROM " + Quoted(table));
+  sqlite3_stmt* const statement = row.statement.get();
+  std::vector<RawCell> cells;
+  for (int column = 0; statement != nullptr && column < sqlite3_column_count(statement); ++column) {
+    RawCell& cell = cells.emplace_back();
+    const int type = sqlite3_column_type(statement, column);
+    if (type == SQLITE_INTEGER) {
+      cell = std::int64_t{sqlite3_column_int64(statement, column)};
+    } else if (type == SQLITE_FLOAT) {
+      cell = sqlite3_column_double(statement, column);
+    } else if (type != SQLITE_NULL) {
+      const void* const bytes = type == SQLITE_TEXT ? sqlite3_column_text(statement, column)
+                                                    : sqlite3_column_blob(statement, column);
+      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+      cell = size == 0 ? std::string() : std::string(static_cast<const char*>(bytes), size);
+    }
+  }
+  return cells;
 }
 
 std::string BlobLiteral(const Bytes& bytes) {

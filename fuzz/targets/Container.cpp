@@ -158,6 +158,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             "a file that is refused has no blobs");
     return 0;
   }
+  Bytes repaired = file;
+  Repair(repaired);
+  Require(repaired == file, "every check value of a file that is read holds");
   const std::map<int, Bytes> expected = BlobsOf(file);
   for (const auto& [id, blob] : expected) {
     Require(blobs.GetBlob(id, bytes) && bytes == blob, "a blob is what the directory says");
@@ -169,5 +172,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   Require(blobs.Write(again), "what was read can be written");
   Normalize(file);
   Require(fuzz::ReadFile(again) == file, "there is one file for given blobs");
+  Require(blobs.Read(again), "what was written can be read");
   return 0;
 }

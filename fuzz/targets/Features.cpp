@@ -6,13 +6,12 @@ namespace {
 
 constexpr fuzz::BlobKind kFeatures = {1, &qvprj::QvProject::ReadFeatures, &qvprj::QvProject::WriteFeatures};
 
-/// A record that ends just before the reader's buffer of 256 KiB does.
-fuzz::Bytes LargeRecord() {
-  constexpr std::int32_t kPoints = 32760;
+/// A record of so many elements.
+fuzz::Bytes LargeRecord(std::int32_t count) {
   fuzz::Bytes record;
   fuzz::Append(record, 1);
-  fuzz::Append(record, kPoints);
-  record.resize(record.size() + std::size_t{kPoints} * 8, 0x42);
+  fuzz::Append(record, count);
+  record.resize(record.size() + static_cast<std::size_t>(count) * 8, 0x42);
   return record;
 }
 
@@ -25,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   fuzz::AddImages(input, expected);
   fuzz::Bytes blob = input.Rest();
   if (fuzz::PutsLargeRecord(choices)) {
-    fuzz::PutInFront(blob, LargeRecord());
+    fuzz::PutInFront(blob, LargeRecord(fuzz::LargeCount(choices, 8)));
   }
   auto& features = expected.GetFeatures();
   const bool whole = fuzz::ExpectRecords(

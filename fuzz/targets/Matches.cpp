@@ -6,14 +6,13 @@ namespace {
 
 constexpr fuzz::BlobKind kMatches = {2, &qvprj::QvProject::ReadMatches, &qvprj::QvProject::WriteMatches};
 
-/// A record that ends just before the reader's buffer of 256 KiB does.
-fuzz::Bytes LargeRecord() {
-  constexpr std::int32_t kPairs = 32760;
+/// A record of so many elements.
+fuzz::Bytes LargeRecord(std::int32_t count) {
   fuzz::Bytes record;
-  for (const std::int32_t value : {1, 2, kPairs}) {
+  for (const std::int32_t value : {1, 2, count}) {
     fuzz::Append(record, value);
   }
-  record.resize(record.size() + std::size_t{kPairs} * 8, 0x42);
+  record.resize(record.size() + static_cast<std::size_t>(count) * 8, 0x42);
   return record;
 }
 
@@ -26,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   fuzz::AddImages(input, expected);
   fuzz::Bytes blob = input.Rest();
   if (fuzz::PutsLargeRecord(choices)) {
-    fuzz::PutInFront(blob, LargeRecord());
+    fuzz::PutInFront(blob, LargeRecord(fuzz::LargeCount(choices, 8)));
   }
   auto& matches = expected.GetMatches();
   const auto getPair = [](auto& reader, auto& pair) { return reader.Get(pair.x) && reader.Get(pair.y); };

@@ -1,5 +1,8 @@
-// A project of which both files are any bytes: two bytes say how long the track file is, which comes first;
-// the rest is the database.
+// A project of which both files are any bytes. The first two bytes of an input say how long its first part is
+// (the lower 14 bits) and which file it is: the track file, or what a program that was killed while it wrote has
+// left beside the database, a journal or a write-ahead log. The rest is the database.
+
+#include <array>
 
 #include "Target.h"
 #include "qvprj/project/QvProject.h"
@@ -17,11 +20,13 @@ using fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   fuzz::Input input(data, size);
-  const Bytes trackFile = input.Take(input.Value<std::uint16_t>());
+  const auto head = input.Value<std::uint16_t>();
+  const Bytes sibling = input.Take(head & 0x3FFFU);
   const Bytes database = input.Rest();
   const fuzz::Folder& folder = fuzz::EmptyFolder();
   fuzz::WriteFile(folder.File("p.db"), database);
-  fuzz::WriteFile(folder.File("p.gb"), trackFile);
+  constexpr std::array kSiblings = {"p.gb", "p.db-wal", "p.db-journal", "p.gb"};
+  fuzz::WriteFile(folder.File(kSiblings[head >> 14U]), sibling);
   const std::vector<std::string> before = folder.Contents();
 
   qvprj::QvProject project;
@@ -29,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   bool opened = false;
   bool openedQuickly = false;
   {
-    const fuzz::MemoryWatch memory(database.size() + trackFile.size());
+    const fuzz::MemoryWatch memory(database.size() + sibling.size());
     opened = project.OpenPrj(folder.File("p.db"));
     openedQuickly = quick.QuickOpenPrj(folder.File("p.db"));
   }

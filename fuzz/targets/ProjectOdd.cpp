@@ -1,6 +1,10 @@
-// Projects in databases that are valid, or nearly, and odd: built from the input through the engine itself.
+// Projects in databases that are valid, or nearly, and odd: built from the input through the engine itself. The
+// first byte of an input says whether what was opened is saved, which takes longer than all the rest.
 
 #include <array>
+#include <limits>
+#include <optional>
+#include <variant>
 
 #include "Target.h"
 #include "qvprj/project/QvProject.h"
@@ -69,10 +73,47 @@ void AddWhatIsNeeded(std::vector<std::string>& statements) {
   }
 }
 
+/// A number and a text as a cell gives them; none where the rules of atof and atoi have a say.
+std::optional<double> NumberIn(const fuzz::RawCell& cell) {
+  if (const auto* const real = std::get_if<double>(&cell)) {
+    return *real;
+  }
+  const auto* const integer = std::get_if<std::int64_t>(&cell);
+  return integer != nullptr ? std::optional(static_cast<double>(*integer)) : std::nullopt;
+}
+
+/// The first image against the first row of its table, cell by cell.
+void RequireFirstImage(const Bytes& database, const qvfd::ImageInfoSet& images) {
+  const std::vector<fuzz::RawCell> row = fuzz::FirstRowOf(database, "data_image");
+  if (row.empty()) {
+    return;
+  }
+  Require(images.Size() > 0, "a row is an image");
+  const qvfd::ImageInfo& image = *images.GetImage(0);
+  const auto* const id = std::get_if<std::int64_t>(row.data());
+  if (id != nullptr) {
+    const auto limited =
+        std::clamp<std::int64_t>(*id, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+    Require(image.Id() == limited, "an image has the id of its row");
+  }
+  if (row.size() > 3 && std::holds_alternative<std::string>(row[2])) {
+    Require(image.Name() == std::get<std::string>(row[2]), "an image has the name of its row");
+  }
+  const qvfd::EOP& initial = image.GetEOP();
+  const qvfd::EOP& updated = image.GetUpdatedEOP();
+  const std::array numbers = {initial.x, initial.y, initial.z, initial.omega, initial.phi, initial.kappa,
+                              updated.x, updated.y, updated.z, updated.omega, updated.phi, updated.kappa};
+  for (std::size_t i = 0; i < numbers.size() && i + 4 < row.size(); ++i) {
+    const auto expected = NumberIn(row[i + 4]);
+    Require(!expected || numbers[i] == *expected, "an orientation has the numbers of its row");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   fuzz::Input input(data, size);
+  const bool saves = input.Below(4) == 0;
   std::vector<std::string> statements = fuzz::OddBeginning(input);
   const auto append = [&statements](std::vector<std::string> more) {
     statements.insert(statements.end(), more.begin(), more.end());
@@ -105,8 +146,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   }
   const auto images = fuzz::IntegerOf(database, "SELECT count(*) FROM data_image");
   Require(!images || *images == project.GetImageInfoSet().Size(), "every image is read");
+  RequireFirstImage(database, project.GetImageInfoSet());
   const auto cameras = fuzz::IntegerOf(database, "SELECT count(*) FROM data_camera");
   Require(!cameras || *cameras == project.GetCameraInfoSet().Size(), "every camera is read");
-  fuzz::RequireSavesAndOpensTheSame(project, folder.Path(), "saved");
+  if (saves) {
+    fuzz::RequireSavesAndOpensTheSame(project, folder.Path(), "saved");
+  }
   return 0;
 }

@@ -59,6 +59,14 @@ inline bool Saves(std::uint8_t choices) {
   return (choices & 0x0EU) == 0x0E;
 }
 
+/// How many elements a large record has: so many that it just fits into the reader's buffer of 256 KiB, or does
+/// not.
+inline std::int32_t LargeCount(std::uint8_t choices, std::size_t elementSize) {
+  constexpr std::size_t kBuffer = std::size_t{256} << 10U;
+  const std::size_t fitting = (kBuffer - 64) / elementSize;
+  return static_cast<std::int32_t>((choices & 0x40U) != 0 ? fitting + 64 : fitting);
+}
+
 /// Puts a record in front of those of a blob, and counts it.
 inline void PutInFront(Bytes& blob, const Bytes& record) {
   std::int32_t count = 0;

@@ -6,12 +6,11 @@ namespace {
 
 constexpr fuzz::BlobKind kTracks = {0, &qvprj::QvProject::ReadTracks, &qvprj::QvProject::WriteTracks};
 
-/// A track that ends just before the reader's buffer of 256 KiB does.
-fuzz::Bytes LargeRecord() {
-  constexpr std::int32_t kObservations = 21840;
+/// A track of so many elements.
+fuzz::Bytes LargeRecord(std::int32_t count) {
   fuzz::Bytes record(24, 0x41);
-  fuzz::Append(record, kObservations);
-  for (std::int32_t i = 0; i < kObservations; ++i) {
+  fuzz::Append(record, count);
+  for (std::int32_t i = 0; i < count; ++i) {
     fuzz::Append(record, i % 50);
     record.resize(record.size() + 8, 0x42);
   }
@@ -60,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   fuzz::AddImages(input, expected);
   fuzz::Bytes blob = input.Rest();
   if (fuzz::PutsLargeRecord(choices)) {
-    fuzz::PutInFront(blob, LargeRecord());
+    fuzz::PutInFront(blob, LargeRecord(fuzz::LargeCount(choices, 12)));
   }
   const bool whole = ExpectTracks(blob, expected.GetImageInfoSet(), expected.GetTracks());
   fuzz::RequireBlobReads(kTracks, blob, expected, whole, choices);
