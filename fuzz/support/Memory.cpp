@@ -11,7 +11,10 @@
 #endif
 
 #if defined(QVPRJ_COUNTS_ALLOCATIONS)
-#include <sanitizer/allocator_interface.h>
+// Both compilers' sanitizers have them, but not both a header.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                                         void (*freed)(const volatile void*));
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* block);
 #endif
 
 namespace fuzz {
@@ -32,7 +35,7 @@ void Allocated(const volatile void* /*block*/, std::size_t size) {
 
 void Freed(const volatile void* block) {
   if (watching && block != nullptr) {
-    now -= static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(const_cast<const void*>(block)));
+    now -= static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(block));
   }
 }
 

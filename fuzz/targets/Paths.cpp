@@ -32,6 +32,13 @@ std::string FolderOf(const std::string& path) {
   return path.substr(0, path.size() - NameOf(path).size());
 }
 
+/// The path with one separator where it has several in a row: the same file.
+std::string OnePath(std::string path) {
+  path.erase(std::unique(path.begin(), path.end(), [](char a, char b) { return a == '/' && b == '/'; }),
+             path.end());
+  return path;
+}
+
 void RequireArithmetic(const std::string& path) {
   const std::string title = PathHelper::GetFileTitle2(path);
   const std::string extension = PathHelper::GetFileExtension(path);
@@ -41,15 +48,14 @@ void RequireArithmetic(const std::string& path) {
   const std::string directory = PathHelper::GetFileDirectory(path);
   const std::string merged = PathHelper::Merge(directory, NameOf(path));
   Require(NameOf(merged) == NameOf(path), "merging keeps the name");
-  Require(merged == path || merged + '/' == FolderOf(path) || FolderOf(merged) == FolderOf(path) ||
-              FolderOf(path) == FolderOf(merged) + '/',
-          "merging what was taken apart gives the path");
+  Require(OnePath(merged) == OnePath(path), "merging what was taken apart gives the path");
   Require(directory.empty() == FolderOf(path).empty(), "a directory is there where there is a separator");
 
   const std::string track = Insider::GetTrackFileName(path);
   Require(NameOf(track) == title + ".gb", "a track file has the title of its database");
-  Require(Insider::GetTrackFileName(track) == track || title.empty(), "a track file is its own track file");
-  Require(FolderOf(track) == FolderOf(merged), "a track file is where its database is");
+  Require(OnePath(Insider::GetTrackFileName(track)) == OnePath(track) || title.empty(),
+          "a track file is its own track file");
+  Require(OnePath(FolderOf(track)) == OnePath(FolderOf(path)), "a track file is where its database is");
 }
 
 /// Whether a path leads out of the folder that it is relative to.
