@@ -137,10 +137,13 @@ std::string Columns(Input& input, const TableForm& form) {
     }
     const std::string name = (shape & 4U) != 0 && input.Below(4) == 0 ? input.Text() : form.columns[i];
     columns += (columns.empty() ? "" : ", ") + Quoted(name) + ' ';
+    // Each choice is a statement of its own: operands are evaluated in any order.
     if ((shape & 8U) != 0 && input.Below(4) == 0) {
-      columns += std::string("AS (") + input.Choose(kExpressions) + (input.Flag() ? ") STORED" : ")");
+      columns += std::string("AS (") + input.Choose(kExpressions);
+      columns += input.Flag() ? ") STORED" : ")";
     } else if ((shape & 16U) != 0) {
-      columns += std::string(input.Choose(kTypes)) + input.Choose(kConstraints);
+      columns += input.Choose(kTypes);
+      columns += input.Choose(kConstraints);
     } else {
       columns += kTypes[i % 3];
     }

@@ -105,6 +105,24 @@ bool IsASCII(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+/// Latin 1 has the first 256 characters; each other one, and each byte that is no character, is a '?'.
+std::string InLatin1(const std::string& text) {
+  std::string latin;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = ValidLength(text, at);
+    const auto lead = static_cast<unsigned char>(text[at]);
+    if (length == 1) {
+      latin += text[at];
+    } else if (length == 2 && lead <= 0xC3) {
+      latin += static_cast<char>(((lead & 3U) << 6U) | (static_cast<unsigned char>(text[at + 1]) & 0x3FU));
+    } else {
+      latin += '?';
+    }
+    at += std::max(length, std::size_t{1});
+  }
+  return latin;
+}
+
 void ConvertTexts(fuzz::Input& input) {
   constexpr std::array kCodesets = {"GBK",     "ISO-8859-1", "ISO-8859-15", "KOI8-R",
                                     "GB18030", "CP1252",     "SHIFT_JIS",   "EUC-KR",
@@ -123,6 +141,9 @@ void ConvertTexts(fuzz::Input& input) {
   if (chosen == 10) {
     Require(local == text && utf8 == text, "an unknown encoding changes nothing");
     return;
+  }
+  if (chosen == 1) {
+    Require(local == InLatin1(text), "Latin 1 has a '?' for each character that it lacks");
   }
   Require(IsUTF8(utf8), "what becomes UTF-8 is valid");
   const std::string back = qvfd::ConvertText(local, codeset, "UTF-8");

@@ -109,6 +109,19 @@ void RequireFirstImage(const Bytes& database, const qvfd::ImageInfoSet& images) 
   }
 }
 
+/// Features come from blobs of their table alone, since there is no track file: none has more points than its
+/// blob. Texts may become longer in UTF-8.
+void RequireBlobsHoldFeatures(const Bytes& database, const qvprj::QvProject::Features& features) {
+  const auto longest = fuzz::IntegerOf(
+      database,
+      "SELECT max(length(CAST(d AS BLOB))) FROM (SELECT 1 AS i, 2 AS n, 3 AS d WHERE 0 UNION ALL "
+      "SELECT * FROM data_feature)");
+  for (const auto& [image, points] : features) {
+    Require(!longest || points.size() <= static_cast<std::size_t>(*longest) * 2 / 8,
+            "features have no more points than their blob");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
@@ -147,6 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   const auto images = fuzz::IntegerOf(database, "SELECT count(*) FROM data_image");
   Require(!images || *images == project.GetImageInfoSet().Size(), "every image is read");
   RequireFirstImage(database, project.GetImageInfoSet());
+  RequireBlobsHoldFeatures(database, project.GetFeatures());
   const auto cameras = fuzz::IntegerOf(database, "SELECT count(*) FROM data_camera");
   Require(!cameras || *cameras == project.GetCameraInfoSet().Size(), "every camera is read");
   if (saves) {
