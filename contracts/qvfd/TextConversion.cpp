@@ -95,6 +95,20 @@ std::size_t SequenceLength(std::string_view text) {
   return 1;
 }
 
+/// Where the first tag character (U+E0000 to U+E007F) of a UTF-8 text is; its end when there is none.
+std::size_t FirstTag(std::string_view text) {
+  constexpr std::size_t kLength = 4;
+  std::size_t at = text.find("\xF3\xA0");
+  while (at != std::string_view::npos && at + kLength <= text.size()) {
+    const auto third = static_cast<unsigned char>(text[at + 2]);
+    if ((third == 0x80 || third == 0x81) && SequenceLength(text.substr(at)) == kLength) {
+      return at;
+    }
+    at = text.find("\xF3\xA0", at + 2);
+  }
+  return text.size();
+}
+
 class Converter {
  public:
   Converter(const char* from, const char* to) : handle_(iconv_open(to, from)) {}
@@ -164,9 +178,18 @@ std::string ConvertText(std::string_view text, const char* fromCodeset, const ch
   std::string out;
   out.reserve(text.size());
   for (;;) {
-    text.remove_prefix(converter.Convert(text, out));
+    // Tag characters go alone: iconv passes over those that it cannot convert without telling.
+    const std::size_t tag = fromUTF8 ? FirstTag(text) : text.size();
+    const std::size_t part = tag == 0 ? SequenceLength(text) : tag;
+    const std::size_t before = out.size();
+    const std::size_t taken = converter.Convert(text.substr(0, part), out);
+    const bool lost = tag == 0 && !text.empty() && out.size() == before;
+    text.remove_prefix(lost ? 0 : taken);
     if (text.empty()) {
       break;
+    }
+    if (!lost && taken == part) {
+      continue;
     }
     if (converter.Convert("?", out) == 0) {
       out += '?';

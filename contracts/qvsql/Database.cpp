@@ -104,7 +104,8 @@ Engine Connect(const std::string& path, Access access) {
   }
   sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, damaged ? 0 : 1, nullptr);
   sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-  sqlite3_db_config(raw, SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0, nullptr);  // takes pointers from statements
+  sqlite3_db_config(raw, SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0,
+                    nullptr);                 // takes pointers from statements
   constexpr int kLongestWaitForLocks = 1000;  // milliseconds
   sqlite3_busy_timeout(raw, kLongestWaitForLocks);
   // What this is named for is out of reach of a connection that only reads; it also makes the engine read a
@@ -545,6 +546,9 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
+  /// Allows so much memory for what is appended.
+  void Limit(std::size_t bytes) { left_ = bytes; }
+
   /// Makes room for so many rows, so that a large table is not moved over and over again.
   void Reserve(std::size_t rows, int columns) {
     cells_.reserve(cellCount_ + rows * static_cast<std::size_t>(columns));
@@ -553,13 +557,15 @@ class Output {
     }
   }
 
-  /// Appends one row of a result. False when the engine ran out of memory.
+  /// Appends one row of a result. False when the engine ran out of memory, or the result goes past its limit.
   bool AppendRow(sqlite3_stmt* statement, int columns, int blobColumn) {
+    std::size_t size = 0;
     for (int column = 0; column < columns; ++column) {
       if (column != blobColumn) {
         if (!AppendCell(statement, column, cells_)) {
           return false;
         }
+        size += sizeof(std::string) + cells_.back().size();
         continue;
       }
       std::string_view bytes;
@@ -568,8 +574,11 @@ class Output {
       }
       cells_.emplace_back();
       blobs_->emplace_back(bytes.begin(), bytes.end());
+      size += sizeof(std::string) + sizeof(std::vector<char>) + bytes.size();
     }
-    return true;
+    const bool fits = size <= left_;
+    left_ -= fits ? size : 0;
+    return fits;
   }
 
   void Keep(int rows, int columns) {
@@ -593,16 +602,25 @@ class Output {
   std::vector<std::vector<char>>* blobs_;
   std::size_t cellCount_;
   std::size_t blobCount_;
+  std::size_t left_ = 0;
   bool kept_ = false;
 };
 
 /// How many rows a table may have, found without walking through it: its largest row id, which is the number
 /// of its rows where none was ever deleted. Never more than the file has room for, whatever its row ids
 /// claim; 0 where rows have no ids.
-std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns) {
-  const std::int64_t room = FileSize(engine) / (columns + 2);  // of rows as short as rows can be
+std::size_t LikelyRowCount(sqlite3* engine, const std::string& table, int columns, std::int64_t fileSize) {
+  const std::int64_t room = fileSize / (columns + 2);  // of rows as short as rows can be
   const std::int64_t largest = NumberOf(engine, "SELECT max(rowid) FROM " + Quoted(table));
   return static_cast<std::size_t>(std::clamp(largest, std::int64_t{0}, room));
+}
+
+/// How much memory the rows of a table may take. A stored value takes a byte of the file or more, and one cell
+/// of a result; what goes beyond that is columns that rows lack, defaults and generated columns, of which a
+/// small file can have as much as it likes.
+std::size_t RoomFor(std::int64_t fileSize) {
+  constexpr std::int64_t kSlack = std::int64_t{12} << 20U;
+  return static_cast<std::size_t>(kSlack + std::int64_t{sizeof(std::string) + 8} * fileSize);
 }
 
 bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Output& output) {
@@ -617,7 +635,9 @@ bool SelectRows(sqlite3* engine, const std::string& table, int blobColumn, Outpu
   if (blobColumn != kNoBlobColumn && (blobColumn < 0 || blobColumn >= columns)) {
     return false;
   }
-  output.Reserve(LikelyRowCount(engine, table, columns), columns);
+  const std::int64_t fileSize = FileSize(engine);
+  output.Limit(RoomFor(fileSize));
+  output.Reserve(LikelyRowCount(engine, table, columns, fileSize), columns);
   int rows = 0;
   int code = sqlite3_step(statement.get());
   for (; code == SQLITE_ROW; code = sqlite3_step(statement.get())) {

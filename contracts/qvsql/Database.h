@@ -40,7 +40,8 @@ using RowCallback = int (*)(void* user, int columnCount, char** values, char** n
 ///
 /// Files may come from anyone. Of one that was opened, not created, only plain tables are read or written: no
 /// view, no virtual table, no table whose columns are computed. Its triggers do not run, statements that go on
-/// far longer than the size of the file explains fail, and so does what would make a value far longer than it.
+/// far longer than the size of the file explains fail, and so does what would make a value far longer than it, or
+/// `GetRecords` where all cells together are many times its size.
 ///
 /// Rows travel as one flat vector of text cells: all cells of row 0 in column order, then row 1, and so on.
 /// In a column of a numeric type a cell that is wholly a finite decimal number is stored as that number, any

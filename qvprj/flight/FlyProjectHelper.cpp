@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string>
 #include <utility>
 
 #include "detail/FixedText.h"
@@ -46,6 +47,43 @@ std::string KeyedQuery(const char* query, const std::string& missionId) {
   return query + ("'" + missionId + "'");
 }
 
+/// The cells of a query, and how much memory more of them may take.
+struct LimitedCells {
+  std::vector<std::string>& cells;
+  std::size_t left;
+};
+
+/// Collects a row; ends the statement where it goes past the limit.
+int CollectRowWithin(void* user, int columnCount, char** values, char** names) {
+  auto& limited = *static_cast<LimitedCells*>(user);
+  std::size_t size = 0;
+  for (int column = 0; column < columnCount; ++column) {
+    size += sizeof(std::string) +
+            (values[column] == nullptr ? 0 : std::char_traits<char>::length(values[column]));
+  }
+  if (size > limited.left) {
+    return 1;
+  }
+  limited.left -= size;
+  return CollectRow(&limited.cells, columnCount, values, names);
+}
+
+/// Runs a query and collects its cells: as many as a file of that size can have stored. What goes far beyond
+/// that is no flight but a schema that computes values, of which a small file can have as many as it likes.
+bool Collect(qvsql::Database& database, std::string query, std::vector<std::string>& cells) {
+  constexpr std::size_t kSlack = std::size_t{12} << 20U;
+  constexpr std::size_t kMemoryPerByte = 48;
+  std::vector<std::string> pages;
+  if (!database.ExecSQL("SELECT page_count * page_size FROM pragma_page_count, pragma_page_size", CollectRow,
+                        &pages) ||
+      pages.empty()) {
+    return false;
+  }
+  const auto fileSize = static_cast<std::size_t>(qvdetail::ParseReal(pages.front()));
+  LimitedCells limited{cells, kSlack + kMemoryPerByte * fileSize};
+  return database.ExecSQL(std::move(query), CollectRowWithin, &limited);
+}
+
 }  // namespace
 
 bool FlyProjectHelper::QuickRead(std::string path, std::vector<FlyPrjInfo>& missions) {
@@ -53,7 +91,7 @@ bool FlyProjectHelper::QuickRead(std::string path, std::vector<FlyPrjInfo>& miss
     constexpr std::size_t kColumns = 4;
     qvsql::Database database;
     std::vector<std::string> cells;
-    if (!database.Open(path) || !database.ExecSQL(kMissionQuery, CollectRow, &cells)) {
+    if (!database.Open(path) || !Collect(database, kMissionQuery, cells)) {
       return false;
     }
     const std::size_t before = missions.size();
@@ -84,8 +122,7 @@ void FlyProjectHelper::UpdateFlyPrjInfo(std::string path, std::vector<FlyPrjInfo
     }
     qvsql::Database database;
     std::vector<std::string> cells;
-    if (database.Open(std::move(file)) && database.ExecSQL(kProjectQuery, CollectRow, &cells) &&
-        cells.size() == 2) {
+    if (database.Open(std::move(file)) && Collect(database, kProjectQuery, cells) && cells.size() == 2) {
       projects.emplace_back(std::move(cells[0]), std::move(cells[1]));
     }
   }
@@ -114,7 +151,7 @@ bool FlyProjectHelper::Read(std::string path, std::string missionId, QvProject& 
 bool FlyProjectHelper::ReadImagePos(qvsql::Database& db, std::string missionId, qvfd::ImageInfoSet& images) {
   constexpr std::size_t kColumns = 7;
   std::vector<std::string> cells;
-  if (!db.ExecSQL(KeyedQuery(kPositionsOfMission, missionId), CollectRow, &cells)) {
+  if (!Collect(db, KeyedQuery(kPositionsOfMission, missionId), cells)) {
     return false;
   }
   for (std::size_t i = 0; i + kColumns <= cells.size(); i += kColumns) {
@@ -136,7 +173,7 @@ bool FlyProjectHelper::ReadPrjInfo(qvsql::Database& db, std::string missionId, P
   constexpr std::size_t kDateCapacity = 32;
   constexpr std::size_t kSerialCapacity = 25;
   std::vector<std::string> cells;
-  if (!db.ExecSQL(KeyedQuery(kInfoOfMission, missionId), CollectRow, &cells) || cells.size() < 3) {
+  if (!Collect(db, KeyedQuery(kInfoOfMission, missionId), cells) || cells.size() < 3) {
     return false;
   }
   qvdetail::CopyText(info.project_name, kNameCapacity, cells[0]);
@@ -144,7 +181,7 @@ bool FlyProjectHelper::ReadPrjInfo(qvsql::Database& db, std::string missionId, P
   info.height = qvdetail::ParseReal(cells[2]);
 
   std::vector<std::string> serials;
-  if (db.ExecSQL(KeyedQuery(kSerialOfMission, missionId), CollectRow, &serials) && !serials.empty()) {
+  if (Collect(db, KeyedQuery(kSerialOfMission, missionId), serials) && !serials.empty()) {
     std::fill_n(info.description, kSerialCapacity, '\0');
     qvdetail::CopyText(info.description, kSerialCapacity, serials.front());
   }

@@ -116,7 +116,8 @@ class QVPRJ_API QvProject {
   /// Reads the project at `path`: project information, images and cameras, each of which must be readable;
   /// then features and matches (from the tables "data_feature" and "data_match" where the database has them
   /// with rows, from the track file otherwise), ground control and tracks, as far as they can be read. A
-  /// track file that is missing or damaged is no failure: there are no tie points then.
+  /// track file that is missing or damaged is no failure: there are no tie points then. A durable save that was
+  /// interrupted is finished first.
   ///
   /// The object is not cleared first: ground control is added to what is there, everything else is replaced.
   /// On false nothing is touched when the database could not be opened; otherwise what was read before the

@@ -436,4 +436,24 @@ TEST_F(MissionImportTest, AHostsLocalesChangeNoNumber) {
   EXPECT_EQ(Info().height, 100.5);
 }
 
+TEST_F(MissionImportTest, RefusesAnEndlessFlightInASmallFile) {
+  Execute(
+      "DROP TABLE flight_mission; DROP TABLE pos_data;"
+      "CREATE TABLE flight_mission(id TEXT, project_id TEXT, created_at TEXT, survey_average_altitude REAL,"
+      " flight_task_name AS (printf('%1000000d', 1)));"
+      "CREATE TABLE pos_data(flight_mission_id TEXT, img_idx INTEGER, lat REAL, lng REAL, alt_msl REAL,"
+      " roll REAL, pitch REAL, yaw AS (printf('%1000000d', 1)));"
+      "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 50)"
+      " INSERT INTO pos_data(flight_mission_id, img_idx) SELECT 'm', x FROM c;"
+      "INSERT INTO flight_mission(id) VALUES('m');"
+      "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 50)"
+      " INSERT INTO flight_mission(id, project_id) SELECT 'm', x FROM c;");
+  std::vector<Mission> missions;
+  EXPECT_FALSE(helper_.QuickRead(Path(), missions));
+  EXPECT_TRUE(missions.empty());
+  qvprj::QvProject project;
+  EXPECT_FALSE(helper_.Read(Path(), "m", project));
+  EXPECT_EQ(project.GetImageInfoSet().Size(), 0);
+}
+
 }  // namespace

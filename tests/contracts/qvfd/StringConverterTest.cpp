@@ -201,4 +201,11 @@ TEST(ConvertText, ATextMayGrow) {
   EXPECT_EQ(ConvertText(latin, "ISO-8859-1", "UTF-8"), utf8);
 }
 
+TEST(ConvertText, TagCharactersAreNotLost) {
+  EXPECT_EQ(ConvertText("a\xF3\xA0\x80\x9F\xF3\xA0\x81\xBF z", "UTF-8", "ISO-8859-1"), "a?? z");
+  EXPECT_EQ(ConvertText("\xF3\xA0\x82\x80\xF3\xA0\x80", "UTF-8", "ISO-8859-1"), "????");
+  const std::string tag = "\xF3\xA0\x80\x9F";
+  EXPECT_EQ(ConvertText(ConvertText(tag, "UTF-8", "GB18030"), "GB18030", "UTF-8"), tag);
+}
+
 }  // namespace

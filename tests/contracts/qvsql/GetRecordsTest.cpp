@@ -197,5 +197,55 @@ TEST_F(GetRecordsTest, ADatabaseInUtf16IsReadAsUtf8) {
   EXPECT_THAT(CellsOf(db, "t"), ElementsAre("\xE6\x9C\xAC"));
 }
 
+// What a schema computes is not bounded by the size of its file. None of these may take memory or time beyond
+// what the file itself would explain.
+
+TEST_F(GetRecordsTest, DoesNotReadViews) {
+  Database db = With(
+      "CREATE VIEW endless AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)"
+      " SELECT x FROM c WHERE x < 0;"
+      "CREATE VIEW small AS SELECT 1;");
+  ExpectFailedUntouched(db, "small");
+  ExpectFailedUntouched(db, "endless");
+  EXPECT_FALSE(Exec(db, "SELECT * FROM endless"));
+}
+
+TEST_F(GetRecordsTest, RefusesAValueThatIsLargerThanItsFile) {
+  Database db = With(
+      "CREATE TABLE t(i INTEGER, large AS (zeroblob(300000000)));"
+      "INSERT INTO t VALUES(1);");
+  ExpectFailedUntouched(db, "t");
+  EXPECT_FALSE(Exec(db, "SELECT hex(large) FROM t"));
+}
+
+TEST_F(GetRecordsTest, RefusesRowsThatAreLargerThanTheirFileBecauseTheyLackColumns) {
+  std::string statements = "CREATE TABLE t(i);";
+  statements +=
+      "INSERT INTO t WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 20000)"
+      " SELECT NULL FROM c; BEGIN;";
+  for (int i = 0; i < 500; ++i) {
+    statements += "ALTER TABLE t ADD COLUMN c" + std::to_string(i) + ";";
+  }
+  Database db = With(statements + "COMMIT;");
+  ExpectFailedUntouched(db, "t");
+}
+
+TEST_F(GetRecordsTest, RefusesRowsThatAreLargerThanTheirFileBecauseOfADefault) {
+  Database db = With(
+      "CREATE TABLE t(i);"
+      "INSERT INTO t WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 20000)"
+      " SELECT NULL FROM c;"
+      "ALTER TABLE t ADD COLUMN text DEFAULT '" +
+      std::string(20000, 'x') + "';");
+  ExpectFailedUntouched(db, "t");
+}
+
+TEST_F(GetRecordsTest, ReadsWhatATableComputesWhenItIsSmall) {
+  Database db = With(
+      "CREATE TABLE t(i INTEGER, twice AS (2 * i), text DEFAULT 'some text that is not stored in each row');"
+      "INSERT INTO t(i) VALUES(21);");
+  EXPECT_THAT(Get(db, "t").cells, ElementsAre("21", "42", "some text that is not stored in each row"));
+}
+
 }  // namespace
 }  // namespace qvsql_test

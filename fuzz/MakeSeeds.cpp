@@ -1,0 +1,266 @@
+// Writes the seeds of the corpora: fuzz_make_seeds FOLDER makes FOLDER/TARGET/seed-... anew, the same on every
+// machine but for the salts of two files left unfinished. What the fuzzer found stands beside them and is not touched.
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <tuple>
+
+#include "Target.h"
+#include "contracts/qvfd/ContainerForge.h"
+#include "qvprj/project/QvProject.h"
+#include "support/Folder.h"
+#include "support/ProjectBuilder.h"
+#include "support/ProjectBytes.h"
+#include "support/Sql.h"
+
+namespace {
+
+using fuzz::Bytes;
+
+class Corpus {
+ public:
+  Corpus(const std::string& root, const std::string& target) : folder_(root + "/" + target) {
+    std::filesystem::create_directories(folder_);
+  }
+
+  void Add(const std::string& name, const Bytes& bytes) const {
+    fuzz::WriteFile(folder_ + "/seed-" + name, bytes);
+  }
+
+  /// Any bytes: for targets that take every byte as a choice.
+  void AddRandom(int count, std::size_t size) const {
+    support::Random random(2024);
+    for (int i = 0; i < count; ++i) {
+      Bytes bytes(size);
+      for (unsigned char& byte : bytes) {
+        byte = static_cast<unsigned char>(random.Below(256));
+      }
+      Add("random-" + std::to_string(i), bytes);
+    }
+  }
+
+ private:
+  std::string folder_;
+};
+
+Bytes Joined(const Bytes& front, const Bytes& back) {
+  Bytes bytes = front;
+  bytes.insert(bytes.end(), back.begin(), back.end());
+  return bytes;
+}
+
+Bytes BytesOf(const std::string& text) {
+  return {text.begin(), text.end()};
+}
+
+support::ProjectShape Small() {
+  support::ProjectShape shape;
+  shape.cameras = 1;
+  shape.images = 3;
+  shape.ground_points = 2;
+  shape.measurements_per_point = 2;
+  shape.features_per_image = 3;
+  shape.pairs = 2;
+  shape.matches_per_pair = 2;
+  shape.tracks = 2;
+  return shape;
+}
+
+void MakeContainers(const std::string& root) {
+  const Corpus corpus(root, "container");
+  corpus.Add("nothing", {});
+  for (const unsigned char mode : Bytes{0, 1}) {
+    const std::string suffix = mode == 0 ? "-as-it-is" : "-repaired";
+    forge::Container empty;
+    corpus.Add("empty" + suffix, Joined({mode}, empty.File()));
+    forge::Container three;
+    three.Add(0, {1, 2, 3});
+    three.Add(1, {});
+    three.Add(2, Bytes(70, 0x5A));
+    corpus.Add("three" + suffix, Joined({mode}, three.File()));
+    forge::Container negative;
+    negative.Add(-7, Bytes(64, 1));
+    negative.tag = -1;
+    negative.reserved.assign(24, 0xAB);
+    corpus.Add("negative" + suffix, Joined({mode}, negative.File()));
+    three.count = 2;
+    corpus.Add("fewer" + suffix, Joined({mode}, three.File()));
+    three.count = 0xFFFFFFFF;
+    corpus.Add("more" + suffix, Joined({mode}, three.File()));
+  }
+}
+
+/// The blobs of a small project: alone, and with every combination of choices.
+void MakeBlobs(const std::string& root) {
+  qvprj::QvProject project = support::BuildProject(Small());
+  qvfd::BinaryData blobs(1);
+  fuzz::Require(project.WriteFeatures(blobs) && project.WriteMatches(blobs) && project.WriteTracks(blobs),
+                "blobs of a small project");
+  const struct {
+    const char* target;
+    int id;
+  } kinds[] = {{"tracks", 0}, {"features", 1}, {"matches", 2}};
+  for (const auto& kind : kinds) {
+    const Corpus corpus(root, kind.target);
+    Bytes blob;
+    fuzz::Require(blobs.GetBlob(kind.id, blob), "a small project has each blob");
+    for (const unsigned char choices : Bytes{0, 0x31, 0x71, 0x0E, 0x7F}) {
+      corpus.Add("whole-" + std::to_string(choices), Joined({choices, 1, 2, 3, 0x80}, blob));
+    }
+    corpus.Add("some-images", Joined({0x0E, 1, 1, 9, 0x80}, blob));
+    corpus.Add("cut", Joined({0x0E, 1, 2, 3, 4}, Bytes(blob.begin(), blob.end() - 5)));
+    corpus.Add("none", {0x0E, 1, 2, 3, 4, 0, 0, 0, 0});
+    corpus.Add("negative-count",
+               Joined({0x0E, 1, 2, 3, 4}, support::ByteString().I32(2, 1, -1, -1, -1).Bytes()));
+    corpus.Add("huge-count",
+               Joined({0x0E, 1, 2, 3, 4}, support::ByteString().I32(2147483647, 1, 2, 2147483647).Bytes()));
+  }
+}
+
+/// The database that a project was saved as, in pages as small as can be.
+Bytes Packed(const std::string& path, const std::string& more) {
+  return fuzz::DatabaseOf(
+      {"ATTACH " + fuzz::Literal(path) + " AS p", "CREATE TABLE data_project AS SELECT * FROM p.data_project",
+       "CREATE TABLE data_camera AS SELECT * FROM p.data_camera",
+       "CREATE TABLE data_image AS SELECT * FROM p.data_image",
+       "CREATE TABLE data_gcp AS SELECT * FROM p.data_gcp", "CREATE TABLE data_cp AS SELECT * FROM p.data_cp",
+       "CREATE TABLE data_feature AS SELECT * FROM p.data_feature",
+       "CREATE TABLE data_match AS SELECT * FROM p.data_match", more});
+}
+
+Bytes WithTrackFile(const Bytes& trackFile, const Bytes& database) {
+  const Bytes size = support::ByteString().U16(static_cast<std::uint16_t>(trackFile.size())).Bytes();
+  return Joined(Joined(size, trackFile), database);
+}
+
+/// A project's database as a program leaves it that is killed in the middle of a write: with what lies beside it.
+Bytes LeftUnfinished(const std::string& mode, const std::string& suffix, unsigned kind) {
+  const std::string path = fuzz::EmptyFolder().File("u.db");
+  const auto run = [](qvsql::Database& database, const std::string& sql) {
+    fuzz::Require(database.ExecSQL(sql, nullptr, nullptr), sql);
+  };
+  qvprj::QvProject project = support::BuildProject(Small());
+  qvsql::Database database;
+  fuzz::Require(database.Create(path), "a new database");
+  run(database, "PRAGMA page_size = 512");
+  run(database, "VACUUM");
+  run(database, "PRAGMA journal_mode = " + mode);
+  fuzz::Require(project.CreatePrjTable(database) && project.WritePrjRecords(database) &&
+                    project.CreateCameraTable(database) && project.CreateImageTable(database) &&
+                    project.WriteImageRecords(database),
+                "tables of a small project");
+  run(database, "PRAGMA cache_size = 1");  // pages reach the file before the transaction ends
+  run(database, "BEGIN");
+  run(database, "UPDATE data_image SET name = 'half done', path = zeroblob(300)");
+  const Bytes side = fuzz::ReadFile(path + suffix);
+  return Joined(support::ByteString().U16(side.size() | kind).Bytes(), Joined(side, fuzz::ReadFile(path)));
+}
+
+void MakeProjects(const std::string& root) {
+  const Corpus corpus(root, "project_bytes");
+  const fuzz::Folder& folder = fuzz::EmptyFolder();
+  const std::string path = folder.File("p.db");
+  qvprj::QvProject project = support::BuildProject(Small());
+  fuzz::Require(project.Save(path), "a small project is saved");
+  const Bytes tracks = fuzz::ReadFile(folder.File("p.gb"));
+  corpus.Add("saved", WithTrackFile(tracks, Packed(path, "")));
+  corpus.Add("no-track-file", WithTrackFile({}, Packed(path, "DROP TABLE data_camera")));
+  {
+    qvsql::Database database;
+    fuzz::Require(database.Open(path) && project.CreateFeatureTable(database) &&
+                      project.CreateMatchTable(database) && project.WriteFeatures(database) &&
+                      project.WriteMatches(database),
+                  "tie points in tables");
+  }
+  corpus.Add("tables", WithTrackFile(tracks, Packed(path, "")));
+  Bytes log = Packed(path, "DELETE FROM data_gcp");
+  log[18] = log[19] = 2;
+  corpus.Add("write-ahead", WithTrackFile({}, log));
+  corpus.Add(
+      "utf16",
+      WithTrackFile({},
+                    fuzz::DatabaseOf(
+                        {"PRAGMA encoding = 'UTF-16le'", "CREATE TABLE data_project(id, project_name)",
+                         "INSERT INTO data_project VALUES(1, 'name')", "CREATE TABLE data_image(id, p, name)",
+                         "INSERT INTO data_image VALUES(1, 2, 'name')", "CREATE TABLE data_camera(id)"})));
+  for (const auto& [mode, suffix, kind] :
+       {std::tuple{"WAL", "-wal", 0x4000U}, std::tuple{"PERSIST", "-journal", 0x8000U}}) {
+    corpus.Add(mode, LeftUnfinished(mode, suffix, kind));
+  }
+  corpus.Add("text", WithTrackFile({}, BytesOf("SQLite format 3 is what this file says that it is.")));
+  corpus.Add("nothing", {});
+}
+
+/// Any choices, and those that make an endless view of the table of images.
+void MakeOddProjects(const std::string& root) {
+  const Corpus corpus(root, "project_odd");
+  corpus.AddRandom(40, 700);
+  // Not saved, plain beginning, the table of images and what is needed; a view, the endless one.
+  corpus.Add("endless-view", {1, 0, 0x82, 14, 7});
+}
+
+void MakeFlights(const std::string& root) {
+  const Corpus corpus(root, "flight");
+  const Bytes flight = fuzz::DatabaseOf(
+      {"CREATE TABLE flight_mission(id TEXT, project_id TEXT, flight_task_name TEXT, created_at TEXT,"
+       " survey_average_altitude REAL)",
+       "CREATE TABLE pos_data(flight_mission_id TEXT, img_idx INTEGER, lat REAL, lng REAL, alt_msl REAL,"
+       " roll REAL, pitch REAL, yaw REAL)",
+       "CREATE TABLE uas_status(flight_mission_id TEXT, uas_serial_id TEXT)",
+       "CREATE TABLE project(id TEXT, project_name TEXT)", "INSERT INTO project VALUES('p', 'project')",
+       "INSERT INTO flight_mission VALUES('a', 'p', 'north', '2024-05-06', 100.5), ('b', 'q', 'south', 7, 1)",
+       "INSERT INTO uas_status VALUES('a', 'serial')",
+       "INSERT INTO pos_data VALUES('a', 1, 31.5, 118.5, 200.25, 0.1, 10, -90), ('b', 2, 1, 2, 3, 4, 5, 6)"});
+  corpus.Add("raw", Joined({3}, flight));
+  corpus.AddRandom(24, 400);
+}
+
+void MakeTexts(const std::string& root) {
+  const Corpus numbers(root, "numbers_text");
+  const char* const texts[] = {"0",        " -12.5e3abc", "0x1.8p3",
+                               "inf",      "-nan(7)",     "1e400",
+                               "4.9e-324", "2147483648",  "-99999999999999999999",
+                               "1e-400",   ".5",          "0x",
+                               "+-1",      "1e+",         "infinityx",
+                               "0x.p1"};
+  int i = 0;
+  for (const char* const text : texts) {
+    numbers.Add("number-" + std::to_string(i++), Joined({0}, BytesOf(text)));
+  }
+  numbers.Add("value", Joined({1}, support::ByteString().F64(0.1).I32(7, 0).Bytes()));
+  for (unsigned char codeset = 0; codeset < 12; ++codeset) {
+    numbers.Add("text-" + std::to_string(codeset),
+                Joined({2, codeset}, BytesOf("a\xE6\xB5\x8B\xC3\xA9\xF0\x9F\x9A\x81\xB2\xE2\xFF z")));
+  }
+  numbers.Add("fixed", Joined({3, 9}, BytesOf("longer than that")));
+
+  const Corpus paths(root, "paths");
+  const char* const names[] = {
+      "p.db",      "d/p.v2.db",         ".db",      "p",     "p.gb", "d/",      "l.db",         "l/p.db",
+      "a/../p.db", "file:p.db?mode=ro", ":memory:", "/p.db", "d.db", "d//p.db", "p.db-journal", "./p.",
+      "copy.x",    "\xE6\xB5\x8B.db"};
+  i = 0;
+  for (const char* const name : names) {
+    const auto mode = static_cast<unsigned char>(i % 4);
+    paths.Add("name-" + std::to_string(i++), Joined({mode}, BytesOf(name)));
+  }
+  paths.Add("long", Joined({0}, BytesOf(std::string(300, 'n') + ".db")));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: fuzz_make_seeds FOLDER (fuzz/corpus)\n");
+    return 2;
+  }
+  const std::string root = argv[1];
+  MakeContainers(root);
+  MakeBlobs(root);
+  MakeProjects(root);
+  MakeOddProjects(root);
+  MakeFlights(root);
+  MakeTexts(root);
+  return 0;
+}
