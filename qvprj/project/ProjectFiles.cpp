@@ -32,6 +32,55 @@ bool NamesPair(const std::string& path) {
          !IsTrackFileExtension(qvfd::PathHelper::GetFileExtension(path));
 }
 
+/// FNV-1a, 32 bits, of values as they stand in memory.
+class StampHash {
+ public:
+  template <class T>
+  void Add(const T& value) {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(&value);
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+      hash_ = (hash_ ^ bytes[i]) * 0x01000193U;
+    }
+  }
+
+  /// Never 0, which stands for no stamp.
+  [[nodiscard]] std::uint32_t Value() const { return hash_ == 0 ? 1 : hash_; }
+
+ private:
+  std::uint32_t hash_ = 0x811C9DC5U;
+};
+
+/// A stamp that depends on nothing but the project, so that the same project gives the same files: from its id
+/// and from how many tie points there are, with a few of them, since another adjustment changes all.
+std::uint32_t StampOf(QvProject& project) {
+  StampHash hash;
+  for (const char c : project.GetPrjInfo().id) {
+    hash.Add(c);
+    if (c == '\0') {
+      break;
+    }
+  }
+  hash.Add(project.GetFeatures().size());
+  for (const auto& [image, points] : project.GetFeatures()) {
+    hash.Add(image);
+    hash.Add(points.size());
+  }
+  hash.Add(project.GetMatches().size());
+  for (const auto& [pair, matches] : project.GetMatches()) {
+    hash.Add(matches.size());
+  }
+  hash.Add(project.GetTracks().size());
+  if (!project.GetTracks().empty()) {
+    for (const qvfd::Track* const track : {&project.GetTracks().front(), &project.GetTracks().back()}) {
+      hash.Add(track->x);
+      hash.Add(track->y);
+      hash.Add(track->z);
+      hash.Add(track->observations.size());
+    }
+  }
+  return hash.Value();
+}
+
 /// The files of a project, opened for reading.
 struct OpenPair {
   qvsql::Database database;
@@ -126,7 +175,8 @@ bool QvProject::SaveDurably(std::string path) {
 }
 
 bool QvProject::WriteFiles(const std::string& database, const std::string& trackFile, Under name) {
-  const std::uint32_t stamp = NewStamp();
+  // What is made to replace an older save has to be told from that one in any case.
+  const std::uint32_t stamp = name == Under::kItsName ? StampOf(*this) : NewStamp();
   {
     qvsql::Database file;
     const bool written = file.Create(database) && WriteStamp(file, stamp) && CreateCameraTable(file) &&

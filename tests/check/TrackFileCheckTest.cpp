@@ -121,7 +121,9 @@ TEST_F(TrackFileCheck, TellsATrackFileOfAnotherSave) {
   SaveSound();
   EXPECT_EQ(Found(), Lines{});
   const Bytes older = support::ReadBytes(track_);
-  SaveSound();
+  qvprj::QvProject adjusted = support::BuildProject();
+  adjusted.GetTracks().front().z += 1.0;
+  Save(adjusted);
   support::WriteBytes(track_, older);
   EXPECT_EQ(Found(), Lines{"error other-stamp : the track file belongs to another project or another save"});
 }

@@ -51,7 +51,7 @@ TEST_F(SaveTest, TheTrackFileIsWhatTheThreeBlobsMake) {
   EXPECT_EQ(saved, made);
 }
 
-TEST_F(SaveTest, PutsTheSameStampInBothFilesAndAnotherOneIntoTheNextSave) {
+TEST_F(SaveTest, PutsTheSameStampInBothFiles) {
   const auto stamps = [&](const std::string& name) {
     const support::Bytes database = support::ReadBytes(Path(name + ".db"));
     const support::Bytes tracks = support::ReadBytes(Path(name + ".gb"));
@@ -62,9 +62,22 @@ TEST_F(SaveTest, PutsTheSameStampInBothFilesAndAnotherOneIntoTheNextSave) {
     EXPECT_EQ(inDatabase, inTracks);
     return inDatabase;
   };
-  ASSERT_TRUE(project_.Save(Path("p.db")) && project_.Save(Path("q.db")));
+  ASSERT_TRUE(project_.Save(Path("p.db")));
   EXPECT_NE(stamps("p"), 0U);
-  EXPECT_NE(stamps("p"), stamps("q"));
+  QvProject other = project_;
+  other.GetTracks().front().z += 1.0;
+  ASSERT_TRUE(other.Save(Path("adjusted.db")));
+  EXPECT_NE(stamps("adjusted"), stamps("p"));
+  other = project_;
+  other.GetPrjInfo().id[0] = other.GetPrjInfo().id[0] == 'x' ? 'y' : 'x';
+  ASSERT_TRUE(other.Save(Path("other.db")));
+  EXPECT_NE(stamps("other"), stamps("p"));
+}
+
+TEST_F(SaveTest, GivesTheSameBytesForTheSameProject) {
+  ASSERT_TRUE(project_.Save(Path("p.db")) && project_.Save(Path("q.db")));
+  EXPECT_EQ(support::ReadBytes(Path("p.db")), support::ReadBytes(Path("q.db")));
+  EXPECT_EQ(support::ReadBytes(Path("p.gb")), support::ReadBytes(Path("q.gb")));
 }
 
 TEST_F(SaveTest, LeavesNothingElseInTheFolder) {
