@@ -19,11 +19,11 @@ inline void TouchAhead([[maybe_unused]] void* block, [[maybe_unused]] std::size_
   if (size < kLargeBlock) {
     return;
   }
-  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto start = (reinterpret_cast<std::uintptr_t>(block) + page - 1) / page * page;
-  const auto end = (reinterpret_cast<std::uintptr_t>(block) + size) / page * page;
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t toPage = (page - reinterpret_cast<std::uintptr_t>(block) % page) % page;
+  const std::size_t pages = (size - toPage) / page;
   // An older system does not know this one; nothing is lost then.
-  static_cast<void>(madvise(reinterpret_cast<void*>(start), end - start, MADV_POPULATE_WRITE));
+  static_cast<void>(madvise(static_cast<unsigned char*>(block) + toPage, pages * page, MADV_POPULATE_WRITE));
 #endif
 }
 

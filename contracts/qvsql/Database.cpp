@@ -217,12 +217,14 @@ std::string TakeWord(std::string_view& sql) {
   const std::size_t quote = sql.empty() ? std::string_view::npos : kQuotes.find(sql.front());
   std::string word;
   if (quote == std::string_view::npos) {
-    const auto end = std::find_if(sql.begin(), sql.end(), [](char c) {
+    const auto belongs = [](char c) {
       const auto byte = static_cast<unsigned char>(c);
       const bool isLetter = (byte | 0x20U) >= 'a' && (byte | 0x20U) <= 'z';
-      return !isLetter && !(byte >= '0' && byte <= '9') && byte != '_' && byte != '$' && byte < 0x80U;
-    });
-    word.assign(sql.begin(), end);
+      return isLetter || (byte >= '0' && byte <= '9') || byte == '_' || byte == '$' || byte >= 0x80U;
+    };
+    while (word.size() < sql.size() && belongs(sql[word.size()])) {
+      word += sql[word.size()];
+    }
     sql.remove_prefix(word.size());
     return word;
   }
