@@ -51,7 +51,8 @@ class StampHash {
 };
 
 /// A stamp that depends on nothing but the project, so that the same project gives the same files: from its id
-/// and from how many tie points there are, with a few of them, since another adjustment changes all.
+/// and from how many tie points there are, with a few of them, since another adjustment changes all. Looking at
+/// more would cost more than the stamp is worth.
 std::uint32_t StampOf(QvProject& project) {
   StampHash hash;
   for (const char c : project.GetPrjInfo().id) {
@@ -61,13 +62,14 @@ std::uint32_t StampOf(QvProject& project) {
     }
   }
   hash.Add(project.GetFeatures().size());
-  for (const auto& [image, points] : project.GetFeatures()) {
-    hash.Add(image);
-    hash.Add(points.size());
+  if (!project.GetFeatures().empty()) {
+    hash.Add(project.GetFeatures().begin()->second.size());
+    hash.Add(project.GetFeatures().rbegin()->second.size());
   }
   hash.Add(project.GetMatches().size());
-  for (const auto& [pair, matches] : project.GetMatches()) {
-    hash.Add(matches.size());
+  if (!project.GetMatches().empty()) {
+    hash.Add(project.GetMatches().begin()->second.size());
+    hash.Add(project.GetMatches().rbegin()->second.size());
   }
   hash.Add(project.GetTracks().size());
   if (!project.GetTracks().empty()) {
