@@ -5,6 +5,12 @@ find_package(SQLite3 REQUIRED)          # the SQL engine behind qvsql
 find_package(PROJ CONFIG REQUIRED)     # the geodesy engine behind qvmath and the registry of coordinate systems
 find_path(QVPRJ_XXHASH_INCLUDE xxhash.h REQUIRED)  # check values of the track file
 find_library(QVPRJ_XXHASH xxhash REQUIRED)
+include(CheckCXXSymbolExists)
+set(CMAKE_REQUIRED_INCLUDES ${QVPRJ_XXHASH_INCLUDE})
+set(CMAKE_REQUIRED_LIBRARIES ${QVPRJ_XXHASH})
+check_cxx_symbol_exists(XXH3_64bits_dispatch xxh_x86dispatch.h QVPRJ_XXHASH_DISPATCHES)  # by processor
+unset(CMAKE_REQUIRED_INCLUDES)
+unset(CMAKE_REQUIRED_LIBRARIES)
 
 # Header-only tools of the program and the examples.
 if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS)

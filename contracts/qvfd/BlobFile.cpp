@@ -29,7 +29,7 @@
 
 #include "qvfd/ReplaceFile.h"
 
-#if defined(__x86_64__) || defined(_M_X64)
+#if defined(QVFD_XXHASH_DISPATCHES)
 #include <xxh_x86dispatch.h>  // the same functions, with the widest instructions that the processor has
 #else
 #include <xxhash.h>

@@ -923,6 +923,7 @@ bool Database::CreateTable(std::string name, std::vector<Field> fields) {
     if (!connection_->MakeWritable()) {
       return false;
     }
+    connection_->guard.BeginStatement(columns.size());
     const Statement statement =
         Prepare(connection_->engine.get(), "CREATE TABLE " + Quoted(name) + " (" + columns + ")");
     return statement && sqlite3_step(statement.get()) == SQLITE_DONE;

@@ -144,6 +144,27 @@ TEST(Files, AFlightLeftInWriteAheadModeIsImported) {
   EXPECT_EQ(support::Snapshot(folder.Path()), before);
 }
 
+TEST(Files, AFlightWhoseTextsHoldMegabytesIsImported) {
+  const support::TempFolder folder;
+  MakeFlight(folder.File("flight.db"));
+  support::Execute(folder.File("flight.db"),
+                   "UPDATE flight_mission SET flight_task_name = hex(zeroblob(4000000)), created_at = "
+                   "hex(zeroblob(1000000)); INSERT INTO uas_status VALUES('m', hex(zeroblob(2000000)))");
+  EXPECT_TRUE(Imports(folder.File("flight.db")));
+}
+
+TEST(Files, AMissionIdThatIsAStatementRunsNone) {
+  const support::TempFolder folder;
+  MakeFlight(folder.File("flight.db"));
+  const auto before = support::Snapshot(folder.Path());
+  for (const char* const id : {"x'; DELETE FROM pos_data; --", "x' OR '1' = '1", "'; DROP TABLE pos_data"}) {
+    QvProject project;
+    EXPECT_FALSE(FlyProjectHelper().Read(folder.File("flight.db"), id, project)) << id;
+    EXPECT_EQ(project.GetImageInfoSet().Size(), 0) << id;
+  }
+  EXPECT_EQ(support::Snapshot(folder.Path()), before);
+}
+
 TEST(Files, AFlightOnReadOnlyMediaIsImported) {
   const support::TempFolder folder;
   MakeFlight(folder.File("flight.db"), "WAL");
