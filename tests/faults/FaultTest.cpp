@@ -290,6 +290,8 @@ class FaultTest : public ::testing::TestWithParam<Operation> {
       ASSERT_TRUE(attempt.result || struck) << what << " " << number;
     }
     EXPECT_GT(number, least) << "hardly anything was seen to fail";
+    tries_ += number;
+    RecordProperty("tries", std::to_string(tries_));
   }
 
   /// The folder as it was at first.
@@ -328,6 +330,7 @@ class FaultTest : public ::testing::TestWithParam<Operation> {
   }
 
   support::TempFolder folder_;
+  long tries_ = 0;
   Field field_;
   std::vector<std::pair<std::string, support::Bytes>> before_;
 };

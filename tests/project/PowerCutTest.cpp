@@ -215,6 +215,7 @@ class PowerCutTest : public ProjectFilesTest {
       expected.push_back(before);
     }
     std::set<int> all;
+    int states = 0;
     for (std::size_t done = 0; done <= changes.size(); ++done) {
       std::vector<std::pair<Fate, int>> ways = {
           {Fate::kAllKept, 0}, {Fate::kAllLost, 0}, {Fate::kDataLost, 0}, {Fate::kNamesLost, 0}};
@@ -222,6 +223,7 @@ class PowerCutTest : public ProjectFilesTest {
         ways.emplace_back(Fate::kTorn, static_cast<int>(done) * kTornWays + way);
       }
       for (const auto& [fate, seed] : ways) {
+        ++states;
         const support::TempFolder found;
         disk.CutPower(fate, static_cast<std::uint64_t>(seed), found.Path().string());
         const int first = Found(found.Path().string(), expected);
@@ -244,6 +246,8 @@ class PowerCutTest : public ProjectFilesTest {
       }
     }
     EXPECT_EQ(all.size(), 2U) << "both have been seen";
+    RecordProperty("changes", static_cast<int>(changes.size()));
+    RecordProperty("states", states);
     EXPECT_EQ(Found(folder_.Path().string(), expected), 0);
   }
 };
