@@ -65,7 +65,7 @@ const Folder& EmptyFolder() {
 
 void WriteFile(const std::string& path, const Bytes& bytes) {
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "wb"));
-  Require(file && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size(),
+  Require(file && (bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size()),
           "a file of the target's own can be written");
 }
 
@@ -73,7 +73,9 @@ Bytes ReadFile(const std::string& path) {
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
   Require(file != nullptr, "a file of the target's own can be read");
   Bytes bytes(static_cast<std::size_t>(fs::file_size(path)));
-  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+  if (!bytes.empty()) {
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+  }
   return bytes;
 }
 

@@ -247,13 +247,20 @@ Places PlacesOf(const PairFiles& pair) {
   }
   const std::string folder = PathHelper::GetFileDirectory(pair.database);
   const std::string start = PathHelper::Merge(folder, stem);
-  return {.target = pair,
-          .made = {start + ".db", start + ".gb"},
-          .folder = folder.empty() ? "." : folder,
-          .lock = start + ".lock",
-          .record = start + ".record",
-          .commit = start + ".commit",
-          .sideFiles = {pair.database + "-journal", pair.database + "-wal", pair.database + "-shm"}};
+  // Field by field: where memory runs out in the middle of an initializer list, g++ 12 destroys what it has made
+  // of a temporary twice.
+  Places places;
+  places.target = pair;
+  places.made.database = start + ".db";
+  places.made.track_file = start + ".gb";
+  places.folder = folder.empty() ? "." : folder;
+  places.lock = start + ".lock";
+  places.record = start + ".record";
+  places.commit = start + ".commit";
+  places.sideFiles[0] = pair.database + "-journal";
+  places.sideFiles[1] = pair.database + "-wal";
+  places.sideFiles[2] = pair.database + "-shm";
+  return places;
 }
 
 /// What a file looks like: enough to tell it from the one before and the one after.

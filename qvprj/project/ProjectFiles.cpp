@@ -32,6 +32,15 @@ bool NamesPair(const std::string& path) {
          !IsTrackFileExtension(qvfd::PathHelper::GetFileExtension(path));
 }
 
+/// Field by field: where memory runs out in the middle of an initializer list, g++ 12 destroys what it has made
+/// of a temporary twice.
+PairFiles PairOf(const std::string& database, const std::string& trackFile) {
+  PairFiles pair;
+  pair.database = database;
+  pair.track_file = trackFile;
+  return pair;
+}
+
 /// FNV-1a, 32 bits, of values as they stand in memory.
 class StampHash {
  public:
@@ -117,7 +126,7 @@ std::string QvProject::GetTrackFileName(std::string path) {
 bool QvProject::OpenPrj(std::string path) {
   return qvdetail::NoThrow([&] {
     OpenPair opened;
-    if (!Open({path, GetTrackFileName(path)}, opened)) {
+    if (!Open(PairOf(path, GetTrackFileName(path)), opened)) {
       return false;
     }
     qvsql::Database& database = opened.database;
@@ -138,8 +147,8 @@ bool QvProject::OpenPrj(std::string path) {
 bool QvProject::QuickOpenPrj(std::string path) {
   return qvdetail::NoThrow([&] {
     qvsql::Database database;
-    return database.Open(FinishReplacement({path, GetTrackFileName(path)}).database) && database.IsOpen() &&
-           ReadPrjRecords(database, path);
+    return database.Open(FinishReplacement(PairOf(path, GetTrackFileName(path))).database) &&
+           database.IsOpen() && ReadPrjRecords(database, path);
   });
 }
 
@@ -150,7 +159,7 @@ bool QvProject::Save(std::string path) {
     }
     const std::string trackFile = GetTrackFileName(path);
     prjInfo_.file_path = path;
-    DropReplacement({path, trackFile});
+    DropReplacement(PairOf(path, trackFile));
     for (const std::string& oldFile : {path, trackFile}) {
       if (qvfd::PathHelper::IsFileExisted(oldFile)) {
         qvfd::PathHelper::RemoveFile(oldFile);
@@ -166,7 +175,7 @@ bool QvProject::SaveDurably(std::string path) {
       return false;
     }
     std::string filePath = path;  // before anything is replaced: afterwards nothing may fail
-    const bool saved = ReplacePair({path, GetTrackFileName(path)}, [this](const PairFiles& made) {
+    const bool saved = ReplacePair(PairOf(path, GetTrackFileName(path)), [this](const PairFiles& made) {
       return WriteFiles(made.database, made.track_file, Under::kTemporaryName);
     });
     if (saved) {
@@ -194,8 +203,8 @@ bool QvProject::WriteFiles(const std::string& database, const std::string& track
 
 void QvProject::CopyTo(std::string source, std::string target) {
   static_cast<void>(qvdetail::NoThrow([&] {
-    const PairFiles from = FinishReplacement({source, GetTrackFileName(source)});
-    const PairFiles to{target, GetTrackFileName(target)};
+    const PairFiles from = FinishReplacement(PairOf(source, GetTrackFileName(source)));
+    const PairFiles to = PairOf(target, GetTrackFileName(target));
     DropReplacement(to);
     qvfd::PathHelper::CopyFile2(from.database, to.database);
     qvfd::PathHelper::CopyFile2(from.track_file, to.track_file);

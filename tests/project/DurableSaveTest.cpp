@@ -335,7 +335,7 @@ TEST_F(DurableSaveTest, AProcessKilledAtAnyInstantLeavesOneWholePair) {
         }
       }
     }
-    usleep(static_cast<useconds_t>(random.Below(static_cast<int>(longest) + 1)));
+    usleep(static_cast<useconds_t>(random.Below(static_cast<int>(3 * longest) + 1)));
     ::kill(saver, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(saver, &status, 0), saver);
