@@ -1,8 +1,10 @@
 // The program as a process: command line, exit codes, and streams that fail.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 
@@ -49,10 +51,18 @@ class Terminal {
   [[nodiscard]] std::string Path() const { return ptsname(controller_); }
 
   [[nodiscard]] std::string Seen() const {
-    fcntl(controller_, F_SETFL, O_NONBLOCK);
-    std::string text(4096, '\0');
-    const auto count = read(controller_, text.data(), text.size());
-    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    // What was written arrives a little later, and in pieces.
+    constexpr int kQuiet = 500;  // milliseconds
+    std::string text;
+    pollfd arriving{controller_, POLLIN, 0};
+    while (poll(&arriving, 1, kQuiet) > 0) {
+      std::array<char, 4096> piece{};
+      const ssize_t count = read(controller_, piece.data(), piece.size());
+      if (count <= 0) {
+        break;
+      }
+      text.append(piece.data(), static_cast<std::size_t>(count));
+    }
     return text;
   }
 
