@@ -166,7 +166,7 @@ ssize_t Moved(int file, std::size_t size, Move move) {
 }
 
 template <class Change>
-int Changed(const char* name, Change change, FileChange note) {
+int Changed(Change change, FileChange note) {
   if (!IsWatching()) {
     return change();
   }
@@ -174,7 +174,6 @@ int Changed(const char* name, Change change, FileChange note) {
   if (TurnOf(note.path, false) == Turn::kFail) {
     return -1;
   }
-  static_cast<void>(name);
   const int result = change();
   const int error = errno;
   if (result == 0 && IsBelow(note.path)) {
@@ -287,7 +286,7 @@ ssize_t writev(int file, const iovec* pieces, int count) {
 
 int ftruncate(int file, off_t length) noexcept {
   const std::string path = IsWatching() ? PathOf(file) : std::string();
-  return Changed("ftruncate", [=] { return QV_REAL(ftruncate)(file, length); },
+  return Changed([=] { return QV_REAL(ftruncate)(file, length); },
                  {FileChange::Kind::kTruncate, path, "", static_cast<std::uint64_t>(length), {}});
 }
 
@@ -297,29 +296,28 @@ int ftruncate64(int file, off64_t length) noexcept {
 
 int fsync(int file) {
   const std::string path = IsWatching() ? PathOf(file) : std::string();
-  return Changed("fsync", [=] { return QV_REAL(fsync)(file); }, {FileChange::Kind::kFlush, path, "", 0, {}});
+  return Changed([=] { return QV_REAL(fsync)(file); }, {FileChange::Kind::kFlush, path, "", 0, {}});
 }
 
 int fdatasync(int file) {
   const std::string path = IsWatching() ? PathOf(file) : std::string();
-  return Changed("fdatasync", [=] { return QV_REAL(fdatasync)(file); },
-                 {FileChange::Kind::kFlush, path, "", 0, {}});
+  return Changed([=] { return QV_REAL(fdatasync)(file); }, {FileChange::Kind::kFlush, path, "", 0, {}});
 }
 
 int rename(const char* from, const char* to) noexcept {
   const bool watching = IsWatching();
   return Changed(
-      "rename", [=] { return QV_REAL(rename)(from, to); },
+      [=] { return QV_REAL(rename)(from, to); },
       {FileChange::Kind::kRename, watching ? Absolute(from) : "", watching ? Absolute(to) : "", 0, {}});
 }
 
 int unlink(const char* path) noexcept {
-  return Changed("unlink", [=] { return QV_REAL(unlink)(path); },
+  return Changed([=] { return QV_REAL(unlink)(path); },
                  {FileChange::Kind::kRemove, IsWatching() ? Absolute(path) : "", "", 0, {}});
 }
 
 int remove(const char* path) noexcept {
-  return Changed("remove", [=] { return QV_REAL(remove)(path); },
+  return Changed([=] { return QV_REAL(remove)(path); },
                  {FileChange::Kind::kRemove, IsWatching() ? Absolute(path) : "", "", 0, {}});
 }
 

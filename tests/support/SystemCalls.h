@@ -35,7 +35,7 @@ enum class Fault {
   kDeviceError,   ///< nothing, and EIO
   kDiskFull,      ///< writes half of what it was to write, then ENOSPC; others ENOSPC
   kNoPermission,  ///< nothing, and EACCES
-  kShort,         ///< reads or writes half of what it was to, and says so; others EINTR-free EIO
+  kShort,         ///< reads or writes half of what it was to, and says so; other calls: EIO
 };
 
 /// While the object lives, the call number `number` (from 0) below `folder` fails, and all after it too if
