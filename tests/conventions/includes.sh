@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # includes.sh ROOT: fails when an #include breaks the order of the rooms.
 #
-#   apps, examples -> qvprj -> contracts; inside contracts: qvgcp -> qvfd, qvmath -> qvfd, nothing else
+#   apps -> interchange -> qvprj -> contracts; examples -> qvprj; inside contracts: qvgcp -> qvfd, qvmath -> qvfd, nothing else
 #   a header that no umbrella header brings is private to its folder (contracts/detail: to contracts and qvprj;
 #   qvprj/detail: to qvprj)
 #   each engine is known to the one room that wraps it, and to no public header
@@ -18,13 +18,15 @@ may_include() {
     contracts/qvgcp) echo "qvgcp qvfd detail" ;;
     contracts/qvmath) echo "qvmath qvfd detail proj.h" ;;
     qvprj) echo "qvprj qvfd qvsql qvgcp qvmath detail" ;;
-    apps) echo "apps qvprj qvfd qvsql qvgcp qvmath CLI nlohmann iostream" ;;
+    # Its own headers may be included within it and by the program; each other program's format is one room's business.
+    interchange) echo "interchange qvprj qvfd qvsql qvgcp qvmath nlohmann exiv2 gdal.h ogr_api.h ogr_srs_api.h" ;;
+    apps) echo "apps interchange qvprj qvfd qvsql qvgcp qvmath CLI nlohmann iostream" ;;
     examples) echo "examples qvprj qvfd qvsql qvgcp qvmath CLI nlohmann iostream" ;;
   esac
 }
 
 # System headers that need a permission above; any other may be included everywhere.
-guarded=" sqlite3.h proj.h xxhash.h xxh_x86dispatch.h xxh_x86dispatch.h iconv.h langinfo.h CLI nlohmann iostream "
+guarded=" sqlite3.h proj.h xxhash.h xxh_x86dispatch.h xxh_x86dispatch.h iconv.h langinfo.h CLI nlohmann iostream exiv2 gdal.h ogr_api.h ogr_srs_api.h "
 
 public=$(public_headers "$root")
 found=0
@@ -37,6 +39,7 @@ while IFS= read -r file; do
   case $file in
     contracts/*/*) room=$(cut -d/ -f1-2 <<<"$file") ;;
     qvprj/*) room=qvprj ;;
+    interchange/*) room=interchange ;;
     apps/*) room=apps ;;
     examples/*) room=examples ;;
     *) continue ;;
@@ -75,7 +78,7 @@ while IFS= read -r file; do
     esac
     if [[ $allowed != *" $layer "* ]]; then
       complain "$file:$number: \"$include\" points the wrong way: $room may include $allowed"
-    elif [[ $layer == detail || $layer == apps || $layer == examples ]]; then
+    elif [[ $layer == detail || $layer == apps || $layer == examples || $layer == interchange ]]; then
       if grep -qx "$file" <<<"$public"; then
         complain "$file:$number: a public header brings the private \"$include\""
       fi

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "commands/ImportFrom.h"
 #include "common/CameraFile.h"
 #include "common/CoordinateSystem.h"
 #include "common/DatabaseFiles.h"
@@ -14,6 +15,7 @@
 #include "common/Missions.h"
 #include "common/ProjectPair.h"
 #include "common/ProjectRecord.h"
+#include "common/SaveProject.h"
 #include "common/Text.h"
 
 namespace qvapp {
@@ -69,35 +71,6 @@ void AddHostsPart(const ImportOptions& options, const std::vector<qvfd::CameraIn
   for (const qvfd::CameraInfo& camera : cameras) {
     project.GetCameraInfoSet().AddCamera(camera);
   }
-}
-
-/// Generous: a row of an image takes about half of that.
-std::uintmax_t BytesNeeded(const qvprj::QvProject& project) {
-  constexpr std::uintmax_t kEmptyPair = std::uintmax_t{1} << 20U;
-  constexpr std::uintmax_t kImage = 512;
-  return kEmptyPair + kImage * static_cast<std::uintmax_t>(project.GetImageInfoSet().Size());
-}
-
-bool OpensAgain(const std::string& path, const qvprj::QvProject& saved) {
-  qvprj::QvProject opened;
-  return opened.OpenPrj(path) && opened.GetImageInfoSet().Size() == saved.GetImageInfoSet().Size() &&
-         opened.GetCameraInfoSet().Size() == saved.GetCameraInfoSet().Size() &&
-         opened.GetPrjInfo().coordinate_id == saved.GetPrjInfo().coordinate_id;
-}
-
-void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& console) {
-  const StatusLine status(console, "Saving", pair.database);
-  const std::uintmax_t bytes = BytesNeeded(project);
-  ReplaceProject(pair, bytes, [&](const ProjectPair& made) {
-    if (!project.Save(made.database)) {
-      throw Failure(pair.database, "cannot be saved: " + WhyNotWritable(pair.database, bytes),
-                    "make room, or choose another place; " + WhatStays(pair));
-    }
-    if (!OpensAgain(made.database, project)) {
-      throw Failure(pair.database, "was saved, but does not open again as it was saved",
-                    "check the disk; " + WhatStays(pair));
-    }
-  });
 }
 
 Result Import(const ImportOptions& options, Console& console) {
@@ -193,15 +166,20 @@ int RunImport(const ImportOptions& options, Console& console) {
 
 void AddImport(CLI::App& program, Action& action) {
   const auto options = std::make_shared<ImportOptions>();
-  CLI::App* const command =
-      program.add_subcommand("import", "Make a project of one mission of a flight database");
-  command->add_option("FLIGHT.db", options->flight, "the database that the flight controller left behind")
-      ->required();
+  const auto other = std::make_shared<ImportFromOptions>();
+  CLI::App* const command = program.add_subcommand(
+      "import", "Make a project of a mission of a flight database, or of another program's files");
   command
-      ->add_option("--mission", options->mission,
-                   "which mission: its id, 'latest', or its name when no other has it")
-      ->required()
-      ->type_name("ID|NAME|latest");
+      ->add_option(
+          "FLIGHT.db", options->flight,
+          "the database that the flight controller left behind; with --from, the file or folder to read")
+      ->required();
+  CLI::Option* const mission =
+      command
+          ->add_option(
+              "--mission", options->mission,
+              "which mission: its id, 'latest', or its name when no other has it; required of a flight")
+          ->type_name("ID|NAME|latest");
   command->add_option("--out", options->out, "the project to make; its track file SURVEY.gb comes beside it")
       ->required()
       ->type_name("SURVEY.db");
@@ -212,9 +190,37 @@ void AddImport(CLI::App& program, Action& action) {
       ->type_name("CODE");
   command->add_flag("--force", options->force, "replace a project that is there already");
   command->add_flag("--json", options->json, "print one JSON document");
+
+  CLI::Option* const from = command->add_option("--from", other->kind, "read the files of another program");
+  from->check(CLI::IsMember(ImportKinds()))->type_name("FORMAT")->excludes(mission);
+  command->add_option("--offset", other->offset, "what was taken off the coordinates")
+      ->type_name("X,Y,Z")
+      ->needs(from);
+  command
+      ->add_option("--database", other->database,
+                   "colmap: the database whose features and matches belong to the model")
+      ->type_name("FILE.db")
+      ->needs(from);
+  AddProjectConventions(*command, other->conventions);
+  AddPixelConventions(*command, other->conventions);
   command->footer(kFooter);
-  command->callback(
-      [options, &action] { action = [options](Console& console) { return RunImport(*options, console); }; });
+  command->callback([options, other, mission, from, &action] {
+    if (from->count() == 0) {
+      if (mission->count() == 0) {
+        throw CLI::RequiredError("--mission");
+      }
+      action = [options](Console& console) { return RunImport(*options, console); };
+      return;
+    }
+    other->path = options->flight;
+    other->out = options->out;
+    other->crs = options->crs;
+    other->camera_file = options->camera_file;
+    other->operator_name = options->operator_name;
+    other->force = options->force;
+    other->json = options->json;
+    action = [other](Console& console) { return RunImportFrom(*other, console); };
+  });
 }
 
 }  // namespace qvapp

@@ -1,0 +1,159 @@
+// qvprj export: a project in the files of another program.
+#include "commands/Export.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "common/DatabaseFiles.h"
+#include "common/Failure.h"
+#include "common/Json.h"
+#include "common/ProjectPair.h"
+#include "common/Text.h"
+#include "interchange/mapping/ColmapProject.h"
+
+namespace fs = std::filesystem;
+
+namespace qvapp {
+namespace {
+
+using interchange::Report;
+using interchange::SceneOptions;
+
+constexpr const char* kFooter =
+    "Each prints the conventions that it used for angles, axes, heights and pixels, and what the other\n"
+    "format cannot hold; docs/conventions.md derives them.\n"
+    "\n"
+    "With --json: {\"project\", \"to\", \"conventions\": {...}, \"read\": {...}, \"written\": {...}, "
+    "\"files\",\n"
+    "\"not_carried\", \"notes\", \"renumbered_images\": [{\"from\", \"to\"}], \"renumbered_cameras\"}.\n"
+    "\n"
+    "Example:\n"
+    "  qvprj export survey.db --to colmap sparse/0";
+
+/// What there is in the way of an export.
+enum class Target { kFolder, kFile };
+
+struct Kind {
+  const char* name;
+  const char* what;
+  Target target;
+  Report (*write)(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene);
+};
+
+Report ToColmap(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportColmapModel(project, options.path, interchange::ColmapForm::kBinary, scene);
+}
+
+Report ToColmapText(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportColmapModel(project, options.path, interchange::ColmapForm::kText, scene);
+}
+
+Report ToColmapDatabase(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportColmapDatabase(project, options.path, scene);
+}
+
+constexpr std::array kKinds = {
+    Kind{"colmap", "COLMAP sparse model, a folder", Target::kFolder, ToColmap},
+    Kind{"colmap-txt", "the same as text", Target::kFolder, ToColmapText},
+    Kind{"colmap-db", "COLMAP database of features and matches, a file", Target::kFile, ToColmapDatabase},
+};
+
+const Kind& KindOf(const std::string& name) {
+  const auto* const kind =
+      std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& k) { return name == k.name; });
+  if (kind == kKinds.end()) {
+    throw Failure("--to", "'" + name + "' is not known", "see 'qvprj export --help'", kWrongUsage);
+  }
+  return *kind;
+}
+
+/// Throws when something is at `path` that an export must not touch; removes what --force gives up.
+void RequireRoom(const Kind& kind, const ExportOptions& options) {
+  const ProjectPair pair = PairOf(options.project);
+  RequireApart(pair, options.path);
+  std::error_code error;
+  const bool taken = kind.target == Target::kFile
+                         ? fs::exists(options.path, error)
+                         : fs::exists(options.path, error) &&
+                               !(fs::is_directory(options.path, error) && fs::is_empty(options.path, error));
+  if (!taken) {
+    return;
+  }
+  if (!options.force) {
+    throw Failure(options.path,
+                  kind.target == Target::kFile ? "exists already" : "exists already and is not empty",
+                  "use --force to replace files in it");
+  }
+  if (kind.target == Target::kFile && !fs::is_regular_file(options.path, error)) {
+    throw Failure(options.path, "is no file", "choose another name");
+  }
+  if (kind.target == Target::kFile) {
+    fs::remove(options.path, error);
+  }
+}
+
+void Open(const std::string& path, qvprj::QvProject& project, Console& console) {
+  const StatusLine status(console, "Reading", path);
+  RequireDatabase(path, DatabaseKind::kProject);
+  if (!project.OpenPrj(path)) {
+    ThrowWhyNotProject(path);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> ExportKinds() {
+  std::vector<std::string> names;
+  for (const Kind& kind : kKinds) {
+    names.emplace_back(kind.name);
+  }
+  return names;
+}
+
+int RunExport(const ExportOptions& options, Console& console) {
+  return Reported(console.err, [&] {
+    const Kind& kind = KindOf(options.to);
+    qvprj::QvProject project;
+    Open(options.project, project, console);
+    RequireRoom(kind, options);
+    Report report;
+    {
+      const StatusLine status(console, "Writing", options.path);
+      Converted([&] { report = kind.write(project, options, SceneOptionsOf(options.conventions)); });
+    }
+    if (options.json) {
+      Json document{{"project", JsonText(options.project)}, {"to", options.to}};
+      document.update(ReportJson(report));
+      PrintJson(console.out, document);
+    } else {
+      console.out << "Exported " << Printable(options.project) << " (" << options.to << "):\n";
+      PrintReport(report, console.out);
+    }
+    return kDone;
+  });
+}
+
+void AddExport(CLI::App& program, Action& action) {
+  const auto options = std::make_shared<ExportOptions>();
+  CLI::App* const command =
+      program.add_subcommand("export", "Write a project in the files of another program");
+  command->add_option("SURVEY.db", options->project, "the project")->required();
+  std::string kinds;
+  for (const Kind& kind : kKinds) {
+    kinds += std::string(kinds.empty() ? "" : "; ") + kind.name + ": " + kind.what;
+  }
+  command->add_option("--to", options->to, kinds)->required()->type_name("FORMAT");
+  command->add_option("PATH", options->path, "where to")->required();
+  AddProjectConventions(*command, options->conventions);
+  AddPixelConventions(*command, options->conventions);
+  command->add_flag("--force", options->force, "replace files that are there already");
+  command->add_flag("--json", options->json, "print one JSON document");
+  command->footer(kFooter);
+  command->callback(
+      [options, &action] { action = [options](Console& console) { return RunExport(*options, console); }; });
+}
+
+}  // namespace qvapp

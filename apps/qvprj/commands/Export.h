@@ -1,0 +1,30 @@
+// qvprj export: a project in the files of another program.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "common/Interchange.h"
+#include "common/Program.h"
+
+namespace qvapp {
+
+struct ExportOptions {
+  std::string project;
+  std::string to;    ///< one of `ExportKinds`
+  std::string path;  ///< of a folder or a file, as the kind has it
+  ConventionOptions conventions;
+  bool force = false;
+  bool json = false;
+};
+
+/// What --to takes.
+[[nodiscard]] std::vector<std::string> ExportKinds();
+
+/// Returns the exit code; results go to `console.out`, a failure is one line on `console.err`.
+int RunExport(const ExportOptions& options, Console& console);
+
+void AddExport(CLI::App& program, Action& action);
+
+}  // namespace qvapp

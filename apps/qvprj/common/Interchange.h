@@ -1,0 +1,48 @@
+// Conversions as commands see them: options that all of them take, their reports, their failures.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "common/Json.h"
+#include "interchange/Report.h"
+#include "interchange/mapping/Scene.h"
+
+namespace qvapp {
+
+/// Conventions as a command line says them; what it does not say is as the options' own defaults.
+struct ConventionOptions {
+  std::string orientation = "adjusted";
+  std::string angles = "auto";
+  std::string positions = "auto";
+  double pitch_at_nadir = 0.0;
+  std::optional<double> geoid_height;
+  std::string principal_point = "mm";
+  std::string pixel_origin = "corner";
+};
+
+/// Adds the options that say how a project is to be read.
+void AddProjectConventions(CLI::App& command, ConventionOptions& options);
+
+/// Adds the options of cameras and pixels.
+void AddPixelConventions(CLI::App& command, ConventionOptions& options);
+
+[[nodiscard]] interchange::SceneOptions SceneOptionsOf(const ConventionOptions& options);
+
+/// "X,Y,Z". Throws wrong usage, of `option`, for anything else.
+[[nodiscard]] interchange::Vector3 TripleOf(const std::string& option, const std::string& text);
+
+/// Runs `work`; what a conversion throws becomes a `Failure`.
+void Converted(const std::function<void()>& work);
+
+/// What stands in the JSON document of every conversion: "conventions", "read", "written", "files", "not_carried",
+/// "notes", "renumbered_images" and "renumbered_cameras".
+[[nodiscard]] Json ReportJson(const interchange::Report& report);
+
+/// The same for people.
+void PrintReport(const interchange::Report& report, std::ostream& out);
+
+}  // namespace qvapp
