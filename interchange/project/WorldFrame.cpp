@@ -348,11 +348,15 @@ std::optional<ProjectFrame::Orientations> ProjectFrame::OrientationsOf(const Wor
   if (world.GetKind() == WorldFrame::Kind::kTopocentric) {
     position->height -= GeoidHeight();
   }
-  const Matrix3 local = Transposed(world.FromLocalAxes(*position)) * pose.axes;
-  const Opk adjusted = OpkAt(*position, local);
-  const YawPitchRoll flown = YawPitchRollOf(local);
+  return OrientationsAt(*position, Transposed(world.FromLocalAxes(*position)) * pose.axes);
+}
+
+ProjectFrame::Orientations ProjectFrame::OrientationsAt(const Geodetic& position,
+                                                        const Matrix3& localRotation) const {
+  const Opk adjusted = OpkAt(position, localRotation);
+  const YawPitchRoll flown = YawPitchRollOf(localRotation);
   constexpr double kScale = kStoredPerDegree / kDegree;
-  const qvfd::EOP place{position->longitude, position->latitude, position->height, 0.0, 0.0, 0.0};
+  const qvfd::EOP place{position.longitude, position.latitude, position.height, 0.0, 0.0, 0.0};
   Orientations made{place, place};
   made.as_flown.omega = flown.roll * kScale;
   made.as_flown.phi = -(flown.pitch / kDegree + options_.pitch_at_nadir) * kStoredPerDegree;

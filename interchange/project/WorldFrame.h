@@ -152,6 +152,9 @@ class ProjectFrame {
   };
   [[nodiscard]] std::optional<Orientations> OrientationsOf(const WorldFrame& world, const Pose& pose) const;
 
+  /// The same of a rotation with respect to east, north and up at a position.
+  [[nodiscard]] Orientations OrientationsAt(const Geodetic& position, const Matrix3& localRotation) const;
+
   /// The frame for programs that want metres: the project's system where it is metric, Cartesian in a Cartesian
   /// project, otherwise topocentric at the middle of the images; its offset is the middle of the images, in whole
   /// hundreds, so that what remains fits into float numbers.
