@@ -406,6 +406,11 @@ WorldFrame ProjectFrame::TopocentricFrame(const qvprj::QvProject& project) const
   return WorldFrame::Topocentric(middle);
 }
 
+double ProjectFrame::GridScaleAt(const Geodetic& position) const {
+  const auto convergence = grid_ ? ConvergenceAt(*to_system_, position) : std::nullopt;
+  return convergence ? convergence->scale : 1.0;
+}
+
 void ProjectFrame::Describe(const qvprj::QvProject& project, Report& report) const {
   report.Use("positions", cartesian_ ? "the project's own Cartesian frame"
                           : system_  ? "WGS 84 degrees, longitude in x; tie points and ground points in " +

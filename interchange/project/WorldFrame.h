@@ -163,6 +163,9 @@ class ProjectFrame {
   /// Topocentric at the middle of the images, their lowest height as it is; Cartesian in a Cartesian project.
   [[nodiscard]] WorldFrame TopocentricFrame(const qvprj::QvProject& project) const;
 
+  /// What a metre on the ground is in the grid of the project's own system; 1 where it has none.
+  [[nodiscard]] double GridScaleAt(const Geodetic& position) const;
+
   /// Tells a report what was taken for granted of the positions, angles and heights.
   void Describe(const qvprj::QvProject& project, Report& report) const;
 

@@ -203,6 +203,7 @@ void AddImport(CLI::App& program, Action& action) {
       ->needs(from);
   AddProjectConventions(*command, other->conventions);
   AddPixelConventions(*command, other->conventions);
+  AddAxisOrder(*command, other->conventions);
   command->footer(kFooter);
   command->callback([options, other, mission, from, &action] {
     if (from->count() == 0) {

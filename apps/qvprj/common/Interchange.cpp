@@ -89,6 +89,20 @@ void AddPixelConventions(CLI::App& command, ConventionOptions& options) {
       ->type_name("PLACE");
 }
 
+void AddAxisOrder(CLI::App& command, ConventionOptions& options) {
+  command
+      .add_option(
+          "--axis-order", options.axis_order,
+          "which coordinate comes first in a text: east-north (default), also longitude first, or north-east")
+      ->check(CLI::IsMember({"east-north", "north-east"}))
+      ->type_name("ORDER");
+}
+
+interchange::AxisOrder AxisOrderOf(const ConventionOptions& options) {
+  return options.axis_order == "east-north" ? interchange::AxisOrder::kEastNorth
+                                            : interchange::AxisOrder::kNorthEast;
+}
+
 interchange::SceneOptions SceneOptionsOf(const ConventionOptions& options) {
   interchange::SceneOptions made;
   made.project.orientation = options.orientation == "adjusted" ? interchange::Orientation::kAdjusted

@@ -10,6 +10,7 @@
 #include "common/Json.h"
 #include "interchange/Report.h"
 #include "interchange/mapping/Scene.h"
+#include "interchange/project/FileCoordinates.h"
 
 namespace qvapp {
 
@@ -22,6 +23,7 @@ struct ConventionOptions {
   std::optional<double> geoid_height;
   std::string principal_point = "mm";
   std::string pixel_origin = "corner";
+  std::string axis_order = "east-north";
 };
 
 /// Adds the options that say how a project is to be read.
@@ -29,6 +31,10 @@ void AddProjectConventions(CLI::App& command, ConventionOptions& options);
 
 /// Adds the options of cameras and pixels.
 void AddPixelConventions(CLI::App& command, ConventionOptions& options);
+
+/// Adds the option for the order of the coordinates in a text.
+void AddAxisOrder(CLI::App& command, ConventionOptions& options);
+[[nodiscard]] interchange::AxisOrder AxisOrderOf(const ConventionOptions& options);
 
 [[nodiscard]] interchange::SceneOptions SceneOptionsOf(const ConventionOptions& options);
 
