@@ -133,7 +133,7 @@ bool Stored(const Pixel& pixel, double shift, qvfd::Point2_T<float>& stored) {
 void TellOfStretch(const Scene& scene, const ProjectFrame& frame, const WorldFrame& world,
                    const qvfd::EOP& position, Report& report) {
   constexpr double kNoticed = 0.05;
-  if (world.GetKind() != WorldFrame::Kind::kTopocentric) {
+  if (world.GetKind() != WorldFrame::Kind::kTopocentric || scene.points.empty()) {
     return;
   }
   const double scale = frame.GridScaleAt(frame.PositionOf(position));

@@ -224,7 +224,7 @@ qvfd::CoordinateInfo SystemOfCode(const std::string& code) {
 }
 
 bool IsMetric(const qvfd::CoordinateInfo& system, const Geodetic& near) {
-  constexpr double kTolerance = 0.05;
+  constexpr double kTolerance = 0.01;  // a zone's edge has some 0.001, its neighbour's more
   qvmath::GeoPrj toSystem(qvfd::CoordinateInfoSet::GetWGS84(), system);
   const auto convergence = ConvergenceAt(toSystem, near);
   return convergence && std::fabs(convergence->scale - 1.0) < kTolerance;

@@ -67,7 +67,7 @@ class WorldFrame {
 /// The system of a code such as "EPSG:32650" or "32650". Throws `Failure` when it is not known.
 [[nodiscard]] qvfd::CoordinateInfo SystemOfCode(const std::string& code);
 
-/// Whether the coordinates of a system are metres on the ground, to within 5 %: it is projected, in metres.
+/// Whether the coordinates of a system are metres on the ground, to within 1 %: it is projected, in metres.
 [[nodiscard]] bool IsMetric(const qvfd::CoordinateInfo& system, const Geodetic& near);
 
 /// How a project keeps its positions.

@@ -118,7 +118,7 @@ void AddOptions(CLI::App& command, GcpOptions& options) {
       ->type_name("CODE");
   command.add_option("--check-type", options.check_type, "the type that check points have (1)")
       ->type_name("NUMBER");
-  AddProjectConventions(command, options.conventions);
+  AddPositionConvention(command, options.conventions);
   command
       .add_option("--pixel-origin", options.conventions.pixel_origin,
                   "where the project's pixels count from: corner of the image (default), or centre of the "

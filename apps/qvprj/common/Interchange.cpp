@@ -58,20 +58,28 @@ void AddProjectConventions(CLI::App& command, ConventionOptions& options) {
           "adjusted orientation differs from that as flown")
       ->check(CLI::IsMember({"auto", "navigation", "opk"}))
       ->type_name("KIND");
+  AddFileConventions(command, options);
+  AddPositionConvention(command, options);
+}
+
+void AddFileConventions(CLI::App& command, ConventionOptions& options) {
   command
       .add_option("--pitch-at-nadir", options.pitch_at_nadir,
                   "the pitch of navigation angles where the camera looks straight down: 0 (default) or -90")
       ->type_name("DEGREES");
+  command
+      .add_option("--geoid-height", options.geoid_height,
+                  "what to add to stored heights to make them heights above the ellipsoid")
+      ->type_name("METRES");
+}
+
+void AddPositionConvention(CLI::App& command, ConventionOptions& options) {
   command
       .add_option("--positions", options.positions,
                   "what positions are in a project without a coordinate system: degrees, cartesian, or auto "
                   "(default)")
       ->check(CLI::IsMember({"auto", "degrees", "cartesian"}))
       ->type_name("KIND");
-  command
-      .add_option("--geoid-height", options.geoid_height,
-                  "what to add to stored heights to make them heights above the ellipsoid")
-      ->type_name("METRES");
 }
 
 void AddPixelConventions(CLI::App& command, ConventionOptions& options) {

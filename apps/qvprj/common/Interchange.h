@@ -29,6 +29,12 @@ struct ConventionOptions {
 /// Adds the options that say how a project is to be read.
 void AddProjectConventions(CLI::App& command, ConventionOptions& options);
 
+/// Adds the options that say what heights and angles of a file are.
+void AddFileConventions(CLI::App& command, ConventionOptions& options);
+
+/// Adds the option that says what positions of a project without a coordinate system are.
+void AddPositionConvention(CLI::App& command, ConventionOptions& options);
+
 /// Adds the options of cameras and pixels.
 void AddPixelConventions(CLI::App& command, ConventionOptions& options);
 
