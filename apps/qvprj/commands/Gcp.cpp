@@ -165,6 +165,8 @@ void AddGcp(CLI::App& program, Action& action) {
   CLI::App* const gcp = program.add_subcommand("gcp", "Ground points from and to text files");
   gcp->require_subcommand(1);
   gcp->footer(
+      "With --json: {\"project\", \"file\", \"conventions\": {...}, ...}; see 'qvprj gcp import --help'.\n"
+      "\n"
       "Example:\n"
       "  qvprj gcp import survey.db gcp_list.txt");
   const auto import = std::make_shared<GcpOptions>();
