@@ -104,25 +104,27 @@ std::optional<Georeference> ReadGeoreference(const std::string& path) {
 
 ImportFrame ImportFrameOf(const ImportFrameOptions& options, const std::optional<Georeference>& georeference,
                           qvprj::QvProject& project, Report& report) {
-  const bool noted = georeference && !options.offset && !options.crs;
+  using Kind = WorldFrame::Kind;
   ProjectOptions made;
   made.geoid_height = options.geoid_height;
-  WorldFrame world = WorldFrame::Cartesian(options.offset.value_or(Vector3()));
-  project.GetPrjInfo().coordinate_id = -1;
-  made.positions = Positions::kCartesian;
-  if (options.crs) {
-    const qvfd::CoordinateInfo system = SystemOfCode(*options.crs);
-    world = WorldFrame::Grid(system, options.offset.value_or(Vector3()));
-    project.GetPrjInfo().coordinate_id = system.id;
-  } else if (noted) {
+  // The file beside the import knows its frame; a system that the user names is then that of the project
+  // alone. A frame that nothing relates to the globe is one only the user can relate.
+  const bool noted =
+      georeference && !options.offset && !(options.crs && georeference->frame.GetKind() == Kind::kCartesian);
+  const Vector3 offset = options.offset ? *options.offset
+                         : georeference ? georeference->frame.Offset()
+                                        : Vector3();
+  WorldFrame world = WorldFrame::Cartesian(offset);
+  if (noted) {
     world = georeference->frame;
     made.geoid_height = options.geoid_height ? options.geoid_height : georeference->geoid_height;
-    if (world.GetKind() == WorldFrame::Kind::kGrid) {
-      project.GetPrjInfo().coordinate_id = world.System().id;
-    } else if (world.GetKind() == WorldFrame::Kind::kTopocentric) {
-      made.positions = Positions::kDegrees;
-    }
+  } else if (options.crs) {
+    world = WorldFrame::Grid(SystemOfCode(*options.crs), offset);
   }
+  made.positions = world.GetKind() == Kind::kCartesian ? Positions::kCartesian : Positions::kDegrees;
+  project.GetPrjInfo().coordinate_id = options.crs                      ? SystemOfCode(*options.crs).id
+                                       : world.GetKind() == Kind::kGrid ? world.System().id
+                                                                        : -1;
   ImportFrame frame{world, ProjectFrame(project, made)};
   report.Use("positions",
              frame.project.System() ? "WGS 84 degrees; tie points in " + NameOfSystem(frame.project.System())

@@ -35,8 +35,8 @@ void WriteGeoreference(const std::string& path, const Georeference& georeference
 
 /// Where what is imported lies, as the user says; what is not said is taken from the file beside it.
 struct ImportFrameOptions {
-  std::optional<std::string> crs;      ///< of the numbers, and of the project that is made
-  std::optional<Vector3> offset;       ///< what was taken off them
+  std::optional<std::string> crs;  ///< of the project that is made, and of the numbers where no file knows
+  std::optional<Vector3> offset;   ///< what was taken off them
   std::optional<double> geoid_height;  ///< see `ProjectOptions`
 };
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <nlohmann/json.hpp>
 
 #include "Peers.h"
 #include "SyntheticProject.h"
@@ -195,6 +196,43 @@ TEST(ColmapModelTest, ProjectInDegreesLiesInATopocentricFrame) {
   const Difference difference = Compare(project, back);
   EXPECT_LT(difference.metres, 1e-6);
   EXPECT_LT(difference.radians, 1e-11);
+}
+
+TEST(ColmapModelTest, AnotherSystemForTheProjectMovesNothing) {
+  const TempFolder folder;
+  qvprj::QvProject project = SyntheticProject();
+  Export(project, folder.File("sparse"));
+  qvprj::QvProject back;
+  interchange::ColmapImportOptions options;
+  options.frame.crs = "EPSG:32651";
+  ImportColmap(folder.File("sparse"), options, back);
+  EXPECT_EQ(back.GetPrjInfo().coordinate_id, 32651);
+  for (int i = 0; i < project.GetImageInfoSet().Size(); ++i) {
+    const qvfd::EOP& a = project.GetImageInfoSet().GetImage(i)->GetUpdatedEOP();
+    const qvfd::EOP& b = back.GetImageInfoSet().GetImage(i)->GetUpdatedEOP();
+    EXPECT_NEAR(a.x, b.x, 1e-12);
+    EXPECT_NEAR(a.y, b.y, 1e-12);
+  }
+  const qvfd::Point2_T<double> before =
+      project.FromLocal({project.GetTracks()[5].x, project.GetTracks()[5].y});
+  const qvfd::Point2_T<double> after = back.FromLocal({back.GetTracks()[5].x, back.GetTracks()[5].y});
+  EXPECT_NEAR(before.x, after.x, 1e-10);
+  EXPECT_NEAR(before.y, after.y, 1e-10);
+}
+
+TEST(ColmapModelTest, ModelWithoutANoteLiesWhereTheUserSays) {
+  const TempFolder folder;
+  qvprj::QvProject project = SyntheticProject();
+  Export(project, folder.File("sparse"));
+  const auto note = nlohmann::json::parse(ReadText(folder.File("sparse/georeference.json")));
+  std::filesystem::remove(folder.File("sparse/georeference.json"));
+  qvprj::QvProject back;
+  interchange::ColmapImportOptions options;
+  options.frame.crs = "EPSG:32650";
+  options.frame.offset = {note["offset"][0], note["offset"][1], note["offset"][2]};
+  ImportColmap(folder.File("sparse"), options, back);
+  EXPECT_NEAR(project.GetImageInfoSet().GetImage(3)->GetUpdatedEOP().x,
+              back.GetImageInfoSet().GetImage(3)->GetUpdatedEOP().x, 1e-12);
 }
 
 TEST(ColmapModelTest, UnrelatedModelStaysInItsOwnFrame) {
