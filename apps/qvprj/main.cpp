@@ -1,6 +1,7 @@
 // qvprj, the program: a table of its subcommands.
 #include <clocale>
 
+#include "commands/Catalog.h"
 #include "commands/Check.h"
 #include "commands/Copy.h"
 #include "commands/Crs.h"
@@ -19,5 +20,5 @@ int main(int argc, char** argv) {
   return qvapp::RunProcess(
       argc, argv,
       {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck, qvapp::AddSet, qvapp::AddCrs,
-       qvapp::AddTransform, qvapp::AddExport, qvapp::AddCopy, qvapp::AddRecover});
+       qvapp::AddTransform, qvapp::AddExport, qvapp::AddCatalog, qvapp::AddCopy, qvapp::AddRecover});
 }

@@ -13,6 +13,7 @@
 #include "common/ProjectPair.h"
 #include "common/Text.h"
 #include "interchange/mapping/ColmapProject.h"
+#include "interchange/mapping/GisProject.h"
 
 namespace fs = std::filesystem;
 
@@ -24,17 +25,27 @@ using interchange::SceneOptions;
 
 constexpr const char* kFooter =
     "Each prints the conventions that it used for angles, axes, heights and pixels, and what the other\n"
-    "format cannot hold; docs/conventions.md derives them.\n"
+    "format cannot hold; docs/conventions.md derives them, and docs/gis.md has the layers of gpkg, shp, "
+    "fgb,\n"
+    "geojson, kml and postgis. Those are in the project's coordinate system, or --crs; geojson and kml in\n"
+    "WGS 84 degrees always.\n"
     "\n"
     "With --json: {\"project\", \"to\", \"conventions\": {...}, \"read\": {...}, \"written\": {...}, "
     "\"files\",\n"
     "\"not_carried\", \"notes\", \"renumbered_images\": [{\"from\", \"to\"}], \"renumbered_cameras\"}.\n"
     "\n"
     "Example:\n"
-    "  qvprj export survey.db --to colmap sparse/0";
+    "  qvprj export survey.db --to colmap sparse/0\n"
+    "  qvprj export survey.db --to gpkg survey.gpkg --ground 35\n"
+    "  qvprj export survey.db --to postgis 'PG:dbname=surveys active_schema=north'";
 
 /// What there is in the way of an export.
-enum class Target { kFolder, kFile };
+enum class Target {
+  kFolder,
+  kFile,
+  kWholeFile,  // replaced once the new one is whole
+  kDatabase,   // a connection string
+};
 
 struct Kind {
   const char* name;
@@ -55,10 +66,24 @@ Report ToColmapDatabase(qvprj::QvProject& project, const ExportOptions& options,
   return interchange::ExportColmapDatabase(project, options.path, scene);
 }
 
+template <interchange::GisFormat kFormat>
+Report ToGis(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  interchange::GisOptions gis = options.gis;
+  gis.scene = scene;
+  return interchange::ExportGis(project, kFormat, options.path, options.force, gis);
+}
+
 constexpr std::array kKinds = {
     Kind{"colmap", "COLMAP sparse model, a folder", Target::kFolder, ToColmap},
     Kind{"colmap-txt", "the same as text", Target::kFolder, ToColmapText},
     Kind{"colmap-db", "COLMAP database of features and matches, a file", Target::kFile, ToColmapDatabase},
+    Kind{"gpkg", "GeoPackage of layers", Target::kWholeFile, ToGis<interchange::GisFormat::kGeoPackage>},
+    Kind{"shp", "shapefiles, a folder", Target::kFolder, ToGis<interchange::GisFormat::kShapefile>},
+    Kind{"fgb", "FlatGeobuf files, a folder", Target::kFolder, ToGis<interchange::GisFormat::kFlatGeobuf>},
+    Kind{"geojson", "GeoJSON files, a folder", Target::kFolder, ToGis<interchange::GisFormat::kGeoJson>},
+    Kind{"kml", "KML with a folder a layer", Target::kWholeFile, ToGis<interchange::GisFormat::kKml>},
+    Kind{"postgis", "tables in PostGIS; PATH is 'PG:host=... dbname=...'", Target::kDatabase,
+         ToGis<interchange::GisFormat::kPostgis>},
 };
 
 const Kind& KindOf(const std::string& name) {
@@ -72,22 +97,29 @@ const Kind& KindOf(const std::string& name) {
 
 /// Throws when something is at `path` that an export must not touch; removes what --force gives up.
 void RequireRoom(const Kind& kind, const ExportOptions& options) {
+  if (kind.target == Target::kDatabase || interchange::IsConnection(options.path)) {
+    if (kind.target != Target::kDatabase || !interchange::IsConnection(options.path)) {
+      throw Failure(interchange::WithoutPassword(options.path), std::string("is no place for ") + kind.name,
+                    "a connection string ('PG:...') goes with --to postgis, a path with the others",
+                    kWrongUsage);
+    }
+    return;
+  }
   const ProjectPair pair = PairOf(options.project);
   RequireApart(pair, options.path);
   std::error_code error;
-  const bool taken = kind.target == Target::kFile
-                         ? fs::exists(options.path, error)
-                         : fs::exists(options.path, error) &&
-                               !(fs::is_directory(options.path, error) && fs::is_empty(options.path, error));
+  const bool isFile = kind.target != Target::kFolder;
+  const bool taken = isFile ? fs::exists(options.path, error)
+                            : fs::exists(options.path, error) && !(fs::is_directory(options.path, error) &&
+                                                                   fs::is_empty(options.path, error));
   if (!taken) {
     return;
   }
   if (!options.force) {
-    throw Failure(options.path,
-                  kind.target == Target::kFile ? "exists already" : "exists already and is not empty",
+    throw Failure(options.path, isFile ? "exists already" : "exists already and is not empty",
                   "use --force to replace files in it");
   }
-  if (kind.target == Target::kFile && !fs::is_regular_file(options.path, error)) {
+  if (isFile && !fs::is_regular_file(options.path, error)) {
     throw Failure(options.path, "is no file", "choose another name");
   }
   if (kind.target == Target::kFile) {
@@ -121,7 +153,7 @@ int RunExport(const ExportOptions& options, Console& console) {
     RequireRoom(kind, options);
     Report report;
     {
-      const StatusLine status(console, "Writing", options.path);
+      const StatusLine status(console, "Writing", interchange::WithoutPassword(options.path));
       Converted([&] { report = kind.write(project, options, SceneOptionsOf(options.conventions)); });
     }
     if (options.json) {
@@ -149,6 +181,20 @@ void AddExport(CLI::App& program, Action& action) {
   command->add_option("PATH", options->path, "where to")->required();
   AddProjectConventions(*command, options->conventions);
   AddPixelConventions(*command, options->conventions);
+  command
+      ->add_option("--crs", options->gis.crs,
+                   "layers: the coordinate system to write, for example EPSG:32650")
+      ->type_name("CODE");
+  command
+      ->add_option("--ground", options->gis.ground,
+                   "layers: height of the ground, for the footprints; otherwise the median height of the tie "
+                   "points, or of the ground points, or the flying height below each image")
+      ->type_name("METRES");
+  command
+      ->add_option("--check-type", options->gis.check_type,
+                   "layers: the type of ground points that are check points (1)")
+      ->type_name("N");
+  command->add_flag("--tie-points", options->gis.tie_points, "layers: write the tie points too");
   command->add_flag("--force", options->force, "replace files that are there already");
   command->add_flag("--json", options->json, "print one JSON document");
   command->footer(kFooter);

@@ -7,14 +7,16 @@
 
 #include "common/Interchange.h"
 #include "common/Program.h"
+#include "interchange/mapping/GisProject.h"
 
 namespace qvapp {
 
 struct ExportOptions {
   std::string project;
   std::string to;    ///< one of `ExportKinds`
-  std::string path;  ///< of a folder or a file, as the kind has it
+  std::string path;  ///< of a folder or a file, or a connection string, as the kind has it
   ConventionOptions conventions;
+  interchange::GisOptions gis;  ///< without `scene`
   bool force = false;
   bool json = false;
 };
