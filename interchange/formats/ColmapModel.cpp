@@ -417,6 +417,9 @@ std::vector<std::string> WriteColmapText(const std::string& folder, const Colmap
                     "write the binary form");
     }
   }
+  if (IsFile(PathIn(folder, "cameras.bin"))) {
+    throw Failure(folder, "holds a binary model, which readers take before text", "choose another folder");
+  }
   return Write(folder, ".txt", TextCameras(model), TextImages(model), TextPoints(model));
 }
 

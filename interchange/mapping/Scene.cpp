@@ -248,17 +248,19 @@ void TakeScene(const Scene& scene, const ProjectFrame& frame, const WorldFrame& 
   std::size_t points = 0;
   qvprj::QvProject::Features features;
   for (const SceneImage& image : scene.images) {
-    qvfd::EOP eop;
+    ProjectFrame::Orientations orientations;
     if (image.pose) {
-      const auto converted = frame.EopOf(world, *image.pose);
+      const auto converted = frame.OrientationsOf(world, *image.pose);
       if (!converted) {
         throw Failure("image " + image.name, "its position cannot be converted from " + world.Description(),
                       "check --crs and --offset");
       }
-      eop = *converted;
+      orientations = *converted;
     }
     unposed += image.pose ? 0U : 1U;
-    images.AddImage(image.id, image.name, image.name, eop, scene.cameras[image.camera].id, 0, true);
+    images.AddImage(image.id, image.name, image.name, orientations.as_flown, scene.cameras[image.camera].id,
+                    0, true);
+    images.GetImage(images.Size() - 1)->Update(orientations.adjusted);
     if (!image.points.empty()) {
       std::vector<qvfd::Point2_T<float>>& stored = features[image.id];
       stored.resize(image.points.size());
@@ -295,7 +297,7 @@ void TakeScene(const Scene& scene, const ProjectFrame& frame, const WorldFrame& 
   project.GetTracks() = std::move(tracks);
 
   report.Use("axes", world.Description());
-  report.Use("angles", "omega, phi, kappa, made of the poses");
+  report.Use("angles", "omega, phi, kappa, made of the poses; as flown the same as navigation angles");
   report.Use("pixel origin", Describe(options.pixel_origin));
   report.Use("camera",
              "pixels of " + TextOf(kAssumedPixel * 1000) +

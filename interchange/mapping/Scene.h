@@ -70,7 +70,8 @@ struct Scene {
 void TellWhatScenesLack(qvprj::QvProject& project, bool matchesToo, Report& report);
 
 /// Puts a scene in place of the cameras, images, features and tracks of a project, in the frame that its coordinate
-/// id has already; both orientations of an image are its pose. Images without a pose get zeros, which the report
+/// id has already. Both orientations of an image are its pose: as flown in navigation angles, adjusted in omega, phi,
+/// kappa. Images without a pose get zeros, which the report
 /// tells. Throws `Failure` when a position cannot be converted; the project is then as it was.
 void TakeScene(const Scene& scene, const ProjectFrame& frame, const WorldFrame& world,
                const SceneOptions& options, qvprj::QvProject& project, Report& report);

@@ -339,7 +339,8 @@ std::optional<Pose> ProjectFrame::PoseIn(const WorldFrame& world, const qvfd::Im
   return centre ? std::optional(Pose{*centre, axes}) : std::nullopt;
 }
 
-std::optional<qvfd::EOP> ProjectFrame::EopOf(const WorldFrame& world, const Pose& pose) const {
+std::optional<ProjectFrame::Orientations> ProjectFrame::OrientationsOf(const WorldFrame& world,
+                                                                       const Pose& pose) const {
   auto position = world.ToGlobe(pose.centre);
   if (!position) {
     return std::nullopt;
@@ -347,9 +348,23 @@ std::optional<qvfd::EOP> ProjectFrame::EopOf(const WorldFrame& world, const Pose
   if (world.GetKind() == WorldFrame::Kind::kTopocentric) {
     position->height -= GeoidHeight();
   }
-  const Opk angles = OpkAt(*position, Transposed(world.FromLocalAxes(*position)) * pose.axes);
-  return qvfd::EOP{position->longitude, position->latitude, position->height,
-                   angles.omega,        angles.phi,         angles.kappa};
+  return OrientationsAt(*position, Transposed(world.FromLocalAxes(*position)) * pose.axes);
+}
+
+ProjectFrame::Orientations ProjectFrame::OrientationsAt(const Geodetic& position,
+                                                        const Matrix3& localRotation) const {
+  const Opk adjusted = OpkAt(position, localRotation);
+  const YawPitchRoll flown = YawPitchRollOf(localRotation);
+  constexpr double kScale = kStoredPerDegree / kDegree;
+  const qvfd::EOP place{position.longitude, position.latitude, position.height, 0.0, 0.0, 0.0};
+  Orientations made{place, place};
+  made.as_flown.omega = flown.roll * kScale;
+  made.as_flown.phi = -(flown.pitch / kDegree + options_.pitch_at_nadir) * kStoredPerDegree;
+  made.as_flown.kappa = flown.yaw * kScale;
+  made.adjusted.omega = adjusted.omega;
+  made.adjusted.phi = adjusted.phi;
+  made.adjusted.kappa = adjusted.kappa;
+  return made;
 }
 
 Geodetic ProjectFrame::Middle(const qvprj::QvProject& project) const {

@@ -144,8 +144,16 @@ class ProjectFrame {
   /// The image in another frame. None where its position cannot be converted.
   [[nodiscard]] std::optional<Pose> PoseIn(const WorldFrame& world, const qvfd::ImageInfo& image) const;
 
-  /// The exterior orientation of a pose in another frame. None where its position cannot be converted.
-  [[nodiscard]] std::optional<qvfd::EOP> EopOf(const WorldFrame& world, const Pose& pose) const;
+  /// The exterior orientation of a pose in another frame, as a project keeps it when nobody has adjusted it (navigation
+  /// angles) and once it is adjusted (omega, phi, kappa). None where its position cannot be converted.
+  struct Orientations {
+    qvfd::EOP as_flown;
+    qvfd::EOP adjusted;
+  };
+  [[nodiscard]] std::optional<Orientations> OrientationsOf(const WorldFrame& world, const Pose& pose) const;
+
+  /// The same of a rotation with respect to east, north and up at a position.
+  [[nodiscard]] Orientations OrientationsAt(const Geodetic& position, const Matrix3& localRotation) const;
 
   /// The frame for programs that want metres: the project's system where it is metric, Cartesian in a Cartesian
   /// project, otherwise topocentric at the middle of the images; its offset is the middle of the images, in whole
