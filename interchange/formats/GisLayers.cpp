@@ -30,7 +30,8 @@ namespace {
 constexpr const char* kWgs84 = "EPSG:4326";
 constexpr std::size_t kLongestDbfText = 254;
 
-// ---- Formats, as data ---------------------------------------------------------------------------------------
+// ---- Formats, as data
+// ---------------------------------------------------------------------------------------
 
 struct Driver {
   GisFormat format;
@@ -58,7 +59,8 @@ const Driver& DriverOf(GisFormat format) {
   return *std::find_if(kDrivers.begin(), kDrivers.end(), [&](const Driver& d) { return d.format == format; });
 }
 
-// ---- Texts ----------------------------------------------------------------------------------------------------
+// ---- Texts
+// ----------------------------------------------------------------------------------------------------
 
 /// The length of the UTF-8 sequence at the start of a text; 0 where there is none.
 std::size_t Utf8Length(std::string_view text) {
@@ -124,7 +126,8 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
-// ---- Passwords --------------------------------------------------------------------------------------------------
+// ---- Passwords
+// --------------------------------------------------------------------------------------------------
 
 bool StartsWith(std::string_view text, std::string_view start) {
   return text.size() >= start.size() && LowerCase(text.substr(0, start.size())) == start;
@@ -135,8 +138,8 @@ struct Span {
   std::size_t end = 0;
 };
 
-/// Where passwords are in a connection string, apart and in order: "password=..." (also "sslpassword", quoted or not), and
-/// between the ':' and the last '@' of a URI.
+/// Where passwords are in a connection string, apart and in order: "password=..." (also "sslpassword", quoted
+/// or not), and between the ':' and the last '@' of a URI.
 std::vector<Span> PasswordsIn(const std::string& target) {
   std::vector<Span> spans;
   const std::string lower = LowerCase(target);
@@ -210,7 +213,8 @@ std::string Cleaned(std::string message, const std::string& target) {
   return message;
 }
 
-// ---- GDAL's objects and errors ----------------------------------------------------------------------------------
+// ---- GDAL's objects and errors
+// ----------------------------------------------------------------------------------
 
 /// While it lives GDAL prints nothing, and its last error is kept.
 class Errors {
@@ -301,7 +305,8 @@ void RegisterDrivers() {
                                      : "make room, or choose another place");
 }
 
-/// Null for a definition that says nothing to GDAL. What GDAL would take for the name of a file or an address is none.
+/// Null for a definition that says nothing to GDAL. What GDAL would take for the name of a file or an address
+/// is none.
 SpatialReference ReferenceOf(const std::string& definition) {
   SpatialReference reference(OSRNewSpatialReference(nullptr));
   const auto code = IntegerOf(StartsWith(definition, "epsg:") ? definition.substr(5) : definition);
@@ -320,7 +325,8 @@ SpatialReference ReferenceOf(const std::string& definition) {
   return reference;
 }
 
-// ---- Layers and features ----------------------------------------------------------------------------------------
+// ---- Layers and features
+// ----------------------------------------------------------------------------------------
 
 OGRwkbGeometryType TypeOf(const GisLayer& layer) {
   const OGRwkbGeometryType flat = layer.geometry == GisGeometry::kPoint  ? wkbPoint
@@ -496,6 +502,16 @@ void Close(Dataset dataset, const Errors& errors, const std::string& target) {
   }
 }
 
+/// How many features of a layer a format holds: FlatGeobuf none without a geometry.
+std::size_t Placed(const Driver& driver, const GisLayer& layer) {
+  if (driver.format != GisFormat::kFlatGeobuf) {
+    return layer.features.size();
+  }
+  return static_cast<std::size_t>(
+      std::count_if(layer.features.begin(), layer.features.end(),
+                    [](const GisFeature& feature) { return !feature.points.empty(); }));
+}
+
 /// Reads a file again: not every driver tells when the disk is full.
 void RequireWhole(const std::string& path, const Driver& driver, const std::vector<const GisLayer*>& layers,
                   const Errors& errors, const std::string& target) {
@@ -514,13 +530,14 @@ void RequireWhole(const std::string& path, const Driver& driver, const std::vect
       }
       ++count;
     }
-    if (errors.Any() || found == nullptr || count != layer->features.size()) {
+    if (errors.Any() || found == nullptr || count != Placed(driver, *layer)) {
       ThrowUnwritten(target, errors.Any() ? errors.Reason() : "it cannot be read again");
     }
   }
 }
 
-// ---- Files ------------------------------------------------------------------------------------------------------
+// ---- Files
+// ------------------------------------------------------------------------------------------------------
 
 /// A folder beside a target, in which the new files are made; gone with what is left in it.
 class Workshop {
@@ -570,6 +587,8 @@ GisWritten WriteFile(const std::string& target, const Driver& driver, const GisD
   const Errors errors;
   // Our field of that name is an angle of an image, not of a camera that looks at the globe.
   const Setting roll("LIBKML_ROLL_FIELD", "camera_roll");
+  // With types for its fields the time that KML takes grows with the square of the features.
+  const Setting untyped("LIBKML_USE_SIMPLEFIELD", "NO");
   const Workshop workshop(target);
   const std::string made = workshop.File(FileNameOf(target));
   GisWritten written;
@@ -606,7 +625,9 @@ GisWritten WriteFolder(const std::string& target, const Driver& driver, const Gi
   std::vector<std::string> empty;
   for (const GisLayer& layer : data.layers) {
     // GDAL makes a file of no bytes of it, which nobody can open.
-    if (driver.format == GisFormat::kFlatGeobuf && layer.features.empty()) {
+    const std::size_t placed = Placed(driver, layer);
+    written.unplaced += layer.features.size() - placed;
+    if (driver.format == GisFormat::kFlatGeobuf && placed == 0) {
       empty.push_back(layer.name + driver.extension);
       continue;
     }
@@ -640,7 +661,8 @@ GisWritten WriteFolder(const std::string& target, const Driver& driver, const Gi
   return written;
 }
 
-// ---- PostGIS ----------------------------------------------------------------------------------------------------
+// ---- PostGIS
+// ----------------------------------------------------------------------------------------------------
 
 /// The string as GDAL's driver takes it.
 std::string ConnectionOf(const std::string& target) {
@@ -784,7 +806,8 @@ GisWritten WriteGisLayers(const std::string& target, GisFormat format, const Gis
   return WriteTables(target, driver, data, reference.get(), replace);
 }
 
-// ---- One table that is kept up to date -----------------------------------------------------------------------------
+// ---- One table that is kept up to date
+// -----------------------------------------------------------------------------
 
 struct GisTable::State {
   std::string target;

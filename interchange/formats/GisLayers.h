@@ -1,8 +1,8 @@
-// Layers for geographic information systems: files and PostGIS tables, written through GDAL, and one table of a
-// GeoPackage or a PostGIS database that is kept up to date. No other file knows GDAL.
+// Layers for geographic information systems: files and PostGIS tables, written through GDAL, and one table of
+// a GeoPackage or a PostGIS database that is kept up to date. No other file knows GDAL.
 //
-// Coordinates come in as they go out, x (easting, longitude) first; nothing is transformed here. Texts are in the
-// narrow encoding of the process and become UTF-8; bytes that are no text appear as "\xHH".
+// Coordinates come in as they go out, x (easting, longitude) first; nothing is transformed here. Texts are in
+// the narrow encoding of the process and become UTF-8; bytes that are no text appear as "\xHH".
 #pragma once
 
 #include <cstdint>
@@ -44,8 +44,8 @@ using GisValue = std::variant<std::monostate, std::int64_t, double, std::string>
 enum class GisGeometry { kPoint, kLine, kPolygon };
 
 struct GisFeature {
-  /// Of a point one, of a line two or more, of a polygon the corners of its ring, the first not repeated. None: no
-  /// geometry.
+  /// Of a point one, of a line two or more, of a polygon the corners of its ring, the first not repeated.
+  /// None: no geometry.
   std::vector<Vector3> points;
   std::vector<GisValue> values;  ///< one a field
 };
@@ -80,13 +80,14 @@ struct GisData {
 struct GisWritten {
   std::vector<std::string> files;  ///< for a database its tables
   std::size_t cut_texts = 0;       ///< that were longer than 254 bytes, in a shapefile
+  std::size_t unplaced = 0;        ///< features without a geometry, which FlatGeobuf does not hold
   std::size_t empty_layers = 0;    ///< that FlatGeobuf has no file for; an older file of that name is removed
 };
 
-/// Writes the layers. Files are made beside the target, read again, and put in place once they are whole; tables are
-/// made in one transaction. Files of a folder that an export does not write stay. Throws `Failure`, with GDAL's
-/// reason, when that fails, and for layers that are there already in a database unless `replace`; what was there is
-/// then as it was.
+/// Writes the layers. Files are made beside the target, read again, and put in place once they are whole;
+/// tables are made in one transaction. Files of a folder that an export does not write stay. Throws
+/// `Failure`, with GDAL's reason, when that fails, and for layers that are there already in a database unless
+/// `replace`; what was there is then as it was.
 GisWritten WriteGisLayers(const std::string& target, GisFormat format, const GisData& data, bool replace);
 
 /// Narrow text as the layers hold it, see above.
@@ -112,9 +113,10 @@ class GisTable {
     bool keeps_polygon = false;  ///< that of the row that it replaces
   };
 
-  /// Opens the table in a GeoPackage (a path) or in PostGIS (a connection string); makes it where it is not there,
-  /// and the GeoPackage too. `layout` has no features. In PostGIS the table is this object's alone until it goes:
-  /// another one is refused. Throws `Failure` when it cannot be opened, made or written, or lacks a field.
+  /// Opens the table in a GeoPackage (a path) or in PostGIS (a connection string); makes it where it is not
+  /// there, and the GeoPackage too. `layout` has no features. In PostGIS the table is this object's alone
+  /// until it goes: another one is refused. Throws `Failure` when it cannot be opened, made or written, or
+  /// lacks a field.
   GisTable(const std::string& target, const GisLayer& layout);
   ~GisTable();
   GisTable(const GisTable&) = delete;

@@ -35,7 +35,8 @@ namespace {
 constexpr std::size_t kBatch = 200;
 constexpr int kDeepest = 64;
 
-// ---- The row of a project ---------------------------------------------------------------------------------------
+// ---- The row of a project
+// ---------------------------------------------------------------------------------------
 
 /// Columns in their order; `kFields` spells them.
 enum Column : std::size_t {
@@ -173,7 +174,8 @@ GisFeature EmptyRow() {
   return row;
 }
 
-// ---- The footprint ------------------------------------------------------------------------------------------------
+// ---- The footprint
+// ------------------------------------------------------------------------------------------------
 
 double Cross(const Vector3& o, const Vector3& a, const Vector3& b) {
   return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
@@ -239,7 +241,8 @@ void AddPlace(qvprj::QvProject& project, const ProjectOptions& options, GisFeatu
   row.points = HullOf(std::move(points));
 }
 
-// ---- Looking at one project -----------------------------------------------------------------------------------------
+// ---- Looking at one project
+// -----------------------------------------------------------------------------------------
 
 bool HasProjectTable(qvsql::Database& database) {
   bool found = false;
@@ -340,7 +343,8 @@ std::optional<std::string> Read(const std::string& path, const CatalogOptions& o
   return std::nullopt;
 }
 
-// ---- The walk -------------------------------------------------------------------------------------------------------
+// ---- The walk
+// -------------------------------------------------------------------------------------------------------
 
 /// A run over all folders.
 class Run {

@@ -29,7 +29,8 @@ bool WantsDegrees(GisFormat format) {
   return format == GisFormat::kGeoJson || format == GisFormat::kKml;
 }
 
-// ---- Where things come to lie ---------------------------------------------------------------------------------
+// ---- Where things come to lie
+// ---------------------------------------------------------------------------------
 
 /// The coordinates of the output: WGS 84 degrees, a coordinate system, or the project's Cartesian frame.
 class Target {
@@ -116,7 +117,8 @@ class Target {
   double added_height_ = 0.0;
 };
 
-// ---- The project, prepared ------------------------------------------------------------------------------------
+// ---- The project, prepared
+// ------------------------------------------------------------------------------------
 
 /// One project on its way into layers.
 struct Source {
@@ -152,8 +154,8 @@ bool WasAdjusted(const qvfd::ImageInfo& image) {
   return !(image.GetEOP() == image.GetUpdatedEOP());
 }
 
-/// Whether a distance from the measured pixel says how well the image is oriented: as flown it says nothing of an
-/// adjustment.
+/// Whether a distance from the measured pixel says how well the image is oriented: as flown it says nothing
+/// of an adjustment.
 bool HasResiduals(const Source& source, const qvfd::ImageInfo& image) {
   const ProjectOptions& options = source.options.scene.project;
   return options.orientation == Orientation::kAdjusted &&
@@ -222,7 +224,8 @@ class Residuals {
   std::unordered_map<int, View> views_;
 };
 
-// ---- The ground -------------------------------------------------------------------------------------------------
+// ---- The ground
+// -------------------------------------------------------------------------------------------------
 
 double Median(std::vector<double>& values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -278,7 +281,8 @@ Ground GroundOf(qvprj::QvProject& project, const GisOptions& options) {
   return {};
 }
 
-// ---- Layers -------------------------------------------------------------------------------------------------------
+// ---- Layers
+// -------------------------------------------------------------------------------------------------------
 
 using enum GisFieldType;
 
@@ -589,7 +593,8 @@ GisLayer TiePointLayer(const Source& source, const Target& target, const Residua
   return layer;
 }
 
-// ---- What was taken for granted -----------------------------------------------------------------------------------
+// ---- What was taken for granted
+// -----------------------------------------------------------------------------------
 
 void Describe(const Source& source, const Target& target, GisFormat format, const Ground& ground,
               const Residuals& residuals, Report& report) {
@@ -697,6 +702,7 @@ Report ExportGis(qvprj::QvProject& project, GisFormat format, const std::string&
     report.notes.push_back(std::to_string(written.empty_layers) +
                            " layers have nothing in them, and no file: FlatGeobuf holds no empty ones");
   }
+  report.Lose(written.unplaced, "rows without a geometry, which FlatGeobuf does not hold");
   report.Lose(written.cut_texts, "ends of texts longer than 254 bytes");
   return report;
 }
