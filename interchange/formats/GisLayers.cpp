@@ -49,7 +49,7 @@ constexpr std::array kDrivers = {
            "GeoJSON",
            ".geojson",
            {"RFC7946=YES", "COORDINATE_PRECISION=9"}},
-    Driver{GisFormat::kKml, GisPlace::kFile, "LIBKML", "", {}},
+    Driver{GisFormat::kKml, GisPlace::kFile, "LIBKML", "", {"FOLDER=YES"}},
     Driver{GisFormat::kFlatGeobuf, GisPlace::kFolder, "FlatGeobuf", ".fgb", {}},
     Driver{GisFormat::kShapefile, GisPlace::kFolder, "ESRI Shapefile", ".shp", {"ENCODING=UTF-8"}},
     Driver{GisFormat::kPostgis, GisPlace::kDatabase, "PostgreSQL", "", {"GEOMETRY_NAME=geom", "FID=fid"}},

@@ -224,7 +224,7 @@ qvfd::CoordinateInfo SystemOfCode(const std::string& code) {
 }
 
 bool IsMetric(const qvfd::CoordinateInfo& system, const Geodetic& near) {
-  constexpr double kTolerance = 0.05;
+  constexpr double kTolerance = 0.01;  // a zone's edge has some 0.001, its neighbour's more
   qvmath::GeoPrj toSystem(qvfd::CoordinateInfoSet::GetWGS84(), system);
   const auto convergence = ConvergenceAt(toSystem, near);
   return convergence && std::fabs(convergence->scale - 1.0) < kTolerance;
@@ -404,6 +404,11 @@ WorldFrame ProjectFrame::TopocentricFrame(const qvprj::QvProject& project) const
   Geodetic middle = Middle(project);
   middle.height = 0.0;
   return WorldFrame::Topocentric(middle);
+}
+
+double ProjectFrame::GridScaleAt(const Geodetic& position) const {
+  const auto convergence = grid_ ? ConvergenceAt(*to_system_, position) : std::nullopt;
+  return convergence ? convergence->scale : 1.0;
 }
 
 void ProjectFrame::Describe(const qvprj::QvProject& project, Report& report) const {

@@ -67,7 +67,7 @@ class WorldFrame {
 /// The system of a code such as "EPSG:32650" or "32650". Throws `Failure` when it is not known.
 [[nodiscard]] qvfd::CoordinateInfo SystemOfCode(const std::string& code);
 
-/// Whether the coordinates of a system are metres on the ground, to within 5 %: it is projected, in metres.
+/// Whether the coordinates of a system are metres on the ground, to within 1 %: it is projected, in metres.
 [[nodiscard]] bool IsMetric(const qvfd::CoordinateInfo& system, const Geodetic& near);
 
 /// How a project keeps its positions.
@@ -162,6 +162,9 @@ class ProjectFrame {
 
   /// Topocentric at the middle of the images, their lowest height as it is; Cartesian in a Cartesian project.
   [[nodiscard]] WorldFrame TopocentricFrame(const qvprj::QvProject& project) const;
+
+  /// What a metre on the ground is in the grid of the project's own system; 1 where it has none.
+  [[nodiscard]] double GridScaleAt(const Geodetic& position) const;
 
   /// Tells a report what was taken for granted of the positions, angles and heights.
   void Describe(const qvprj::QvProject& project, Report& report) const;

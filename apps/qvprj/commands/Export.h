@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,10 +14,12 @@ namespace qvapp {
 
 struct ExportOptions {
   std::string project;
-  std::string to;    ///< one of `ExportKinds`
-  std::string path;  ///< of a folder or a file, or a connection string, as the kind has it
+  std::string to;                  ///< one of `ExportKinds`
+  std::string path;                ///< of a folder or a file, or a connection string
+  std::optional<std::string> crs;  ///< of the coordinates in layers and texts
+  bool approximate = false;        ///< bundler: without what it has no place for
   ConventionOptions conventions;
-  interchange::GisOptions gis;  ///< without `scene`
+  interchange::GisOptions gis;  ///< without `scene` and `crs`
   bool force = false;
   bool json = false;
 };

@@ -201,8 +201,9 @@ void AddImport(CLI::App& program, Action& action) {
                    "colmap: the database whose features and matches belong to the model")
       ->type_name("FILE.db")
       ->needs(from);
-  AddProjectConventions(*command, other->conventions);
+  AddFileConventions(*command, other->conventions);
   AddPixelConventions(*command, other->conventions);
+  AddAxisOrder(*command, other->conventions);
   command->footer(kFooter);
   command->callback([options, other, mission, from, &action] {
     if (from->count() == 0) {

@@ -71,10 +71,10 @@ TEST_F(GisCommand, ReplacesAFileWithForceOnly) {
   EXPECT_EQ(Export().code, qvapp::kFailed);
   EXPECT_EQ(TextOfFile(options_.path), "the user's");
   options_.force = true;
-  options_.gis.crs = "EPSG:999999";
+  options_.crs = "EPSG:999999";
   EXPECT_EQ(Export().code, qvapp::kFailed);
   EXPECT_EQ(TextOfFile(options_.path), "the user's") << "a failed export leaves what was there";
-  options_.gis.crs.reset();
+  options_.crs.reset();
   EXPECT_EQ(Export().code, qvapp::kDone);
   EXPECT_EQ(support::QueryOne(options_.path, "SELECT count(*) FROM cameras"), "6");
 }
