@@ -42,7 +42,8 @@ std::vector<SceneCamera> CamerasOf(const qvprj::QvProject& project, const SceneO
   return cameras;
 }
 
-/// Where each position stands among the points of an image. By the bits of both numbers, so that any are told apart.
+/// Where each position stands among the points of an image. By the bits of both numbers, so that any are told
+/// apart.
 using PlaceOfPixel = std::unordered_map<std::uint64_t, std::uint32_t>;
 
 std::uint64_t KeyOf(float x, float y) {
@@ -128,8 +129,8 @@ bool Stored(const Pixel& pixel, double shift, qvfd::Point2_T<float>& stored) {
   return static_cast<double>(stored.x) == pixel.x - shift && static_cast<double>(stored.y) == pixel.y - shift;
 }
 
-/// A grid is no plane of the globe: it stretches distances and leaves heights alone. Where a scene leaves it, its image
-/// points are no longer quite where its points in space say.
+/// A grid is no plane of the globe: it stretches distances and leaves heights alone. Where a scene leaves it,
+/// its image points are no longer quite where its points in space say.
 void TellOfStretch(const Scene& scene, const ProjectFrame& frame, const WorldFrame& world,
                    const qvfd::EOP& position, Report& report) {
   constexpr double kNoticed = 0.05;

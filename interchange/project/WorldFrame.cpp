@@ -1,4 +1,5 @@
-// The frames in which other programs hold a scene, and how a project's positions and orientations come into them.
+// The frames in which other programs hold a scene, and how a project's positions and orientations come into
+// them.
 #include "interchange/project/WorldFrame.h"
 
 #include <algorithm>
@@ -204,7 +205,8 @@ std::string WorldFrame::Description() const {
   return "the project's own Cartesian frame" + less;
 }
 
-// ---- Coordinate systems -------------------------------------------------------------------------------------
+// ---- Coordinate systems
+// -------------------------------------------------------------------------------------
 
 std::string NameOfSystem(const std::optional<qvfd::CoordinateInfo>& system) {
   return system ? "EPSG:" + std::to_string(system->id) : "none";
@@ -230,7 +232,8 @@ bool IsMetric(const qvfd::CoordinateInfo& system, const Geodetic& near) {
   return convergence && std::fabs(convergence->scale - 1.0) < kTolerance;
 }
 
-// ---- ProjectFrame -------------------------------------------------------------------------------------------
+// ---- ProjectFrame
+// -------------------------------------------------------------------------------------------
 
 ProjectFrame::ProjectFrame(const qvprj::QvProject& project, const ProjectOptions& options)
     : options_(options) {

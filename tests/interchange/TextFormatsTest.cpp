@@ -1,4 +1,5 @@
-// Texts of positions, angles and ground points, OpenSfM and Bundler: what is read, what is written, what is refused.
+// Texts of positions, angles and ground points, OpenSfM and Bundler: what is read, what is written, what is
+// refused.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -63,7 +64,8 @@ std::pair<double, double> Difference(const qvprj::QvProject& a, const qvprj::QvP
   return worst;
 }
 
-// ---- fields and numbers ----------------------------------------------------------------------------------------
+// ---- fields and numbers
+// ----------------------------------------------------------------------------------------
 
 TEST(TextFileTest, FieldsMayBeQuoted) {
   EXPECT_THAT(interchange::Fields("a, b ,\"c, d\",\"say \"\"x\"\"\",", ','),
@@ -91,7 +93,8 @@ TEST(TextFileTest, LinesEndInAnyWay) {
   EXPECT_EQ(lines.Next(), std::nullopt);
 }
 
-// ---- omega, phi, kappa -----------------------------------------------------------------------------------------
+// ---- omega, phi, kappa
+// -----------------------------------------------------------------------------------------
 
 TEST(OpkTextTest, ComesBackTheSame) {
   const TempFolder folder;
@@ -130,7 +133,8 @@ TEST(OpkTextTest, AnotherSystemTurnsKappaByTheConvergence) {
   ExportText(project, folder.File("a.txt"), TextKind::kOpk, zone51);
   const auto lines = interchange::ReadOpkText(folder.File("a.txt"));
   const qvfd::EOP eop = project.GetImageInfoSet().GetImage(0)->GetUpdatedEOP();
-  // Convergence is 0.653 degrees in zone 50 and -2.484 in zone 51 there: atan(tan(longitude - meridian) sin(latitude)).
+  // Convergence is 0.653 degrees in zone 50 and -2.484 in zone 51 there: atan(tan(longitude - meridian)
+  // sin(latitude)).
   const auto convergence = [](double longitude, double meridian, double latitude) {
     return std::atan(std::tan((longitude - meridian) * kDegree) * std::sin(latitude * kDegree)) / kDegree;
   };
@@ -170,7 +174,8 @@ TEST(OpkTextTest, RefusesLinesThatAreNone) {
   EXPECT_THROW(ImportText(folder.File("a.txt"), TextKind::kOpk, {}, {}, project), Failure);
 }
 
-// ---- yaw, pitch, roll --------------------------------------------------------------------------------------------
+// ---- yaw, pitch, roll
+// --------------------------------------------------------------------------------------------
 
 TEST(YprTextTest, FlightAnglesComeBackAsTheyWereFlown) {
   const TempFolder folder;
@@ -211,7 +216,8 @@ TEST(YprTextTest, PitchOfAGimbalIsTakenFromStraightDown) {
   EXPECT_NEAR(m(0, 1), std::sin(10 * kDegree), 1e-12);
 }
 
-// ---- OpenDroneMap --------------------------------------------------------------------------------------------------
+// ---- OpenDroneMap
+// --------------------------------------------------------------------------------------------------
 
 TEST(GeoTextTest, EveryFormOfALineIsRead) {
   const TempFolder folder;
@@ -267,7 +273,8 @@ TEST(GeoTextTest, RefusesUnknownSystemsAndLines) {
   }
 }
 
-// ---- ground points ---------------------------------------------------------------------------------------------------
+// ---- ground points
+// ---------------------------------------------------------------------------------------------------
 
 qvprj::QvProject WithImages() {
   qvprj::QvProject project;
@@ -423,7 +430,8 @@ TEST(GroundControlTest, CoordinatesOfAnySystemAndOrder) {
   EXPECT_NEAR(point.y, project.ToLocal({118.25, 31.5}).y, 1e-6);
 }
 
-// ---- OpenSfM ---------------------------------------------------------------------------------------------------------
+// ---- OpenSfM
+// ---------------------------------------------------------------------------------------------------------
 
 TEST(OpenSfmTest, ComesBackTheSame) {
   const TempFolder folder;
@@ -453,7 +461,8 @@ TEST(OpenSfmTest, ComesBackTheSame) {
   EXPECT_EQ(a.k3, b.k3);
 }
 
-/// The largest distance, in pixels, of an observation from where the shot sees the point, by the manual's formulas.
+/// The largest distance, in pixels, of an observation from where the shot sees the point, by the manual's
+/// formulas.
 double WorstPixel(const TempFolder& folder) {
   const auto reconstruction = nlohmann::json::parse(ReadText(folder.File("o/reconstruction.json"))).at(0);
   const auto& camera = reconstruction.at("cameras").at("synthetic");
@@ -531,7 +540,8 @@ TEST(OpenSfmTest, RefusesWhatItCannotHoldOrRead) {
   }
 }
 
-// ---- Bundler ---------------------------------------------------------------------------------------------------------
+// ---- Bundler
+// ---------------------------------------------------------------------------------------------------------
 
 TEST(BundlerTest, ViewsAreWhereTheManualSays) {
   const TempFolder folder;

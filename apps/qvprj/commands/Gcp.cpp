@@ -164,6 +164,11 @@ int RunGcpExport(const GcpOptions& options, Console& console) {
 void AddGcp(CLI::App& program, Action& action) {
   CLI::App* const gcp = program.add_subcommand("gcp", "Ground points from and to text files");
   gcp->require_subcommand(1);
+  gcp->footer(
+      "With --json: {\"project\", \"file\", \"conventions\": {...}, ...}; see 'qvprj gcp import --help'.\n"
+      "\n"
+      "Example:\n"
+      "  qvprj gcp import survey.db gcp_list.txt");
   const auto import = std::make_shared<GcpOptions>();
   CLI::App* const in = gcp->add_subcommand("import", "Add the ground points of a file to a project");
   AddOptions(*in, *import);

@@ -50,8 +50,8 @@ void AddAxisOrder(CLI::App& command, ConventionOptions& options);
 /// Runs `work`; what a conversion throws becomes a `Failure`.
 void Converted(const std::function<void()>& work);
 
-/// What stands in the JSON document of every conversion: "conventions", "read", "written", "files", "not_carried",
-/// "notes", "renumbered_images" and "renumbered_cameras".
+/// What stands in the JSON document of every conversion: "conventions", "read", "written", "files",
+/// "not_carried", "notes", "renumbered_images" and "renumbered_cameras".
 [[nodiscard]] Json ReportJson(const interchange::Report& report);
 
 /// The same for people.
