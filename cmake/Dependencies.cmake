@@ -20,6 +20,11 @@ if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS OR QVPRJ_BUILD_BENCH)
   find_package(nlohmann_json REQUIRED)  # --json, camera files, expected values of tests, a format to compare with
 endif()
 
+# Layers for geographic information systems, and the catalogue in a GeoPackage or PostGIS.
+if(QVPRJ_BUILD_APPS)
+  find_package(GDAL REQUIRED)
+endif()
+
 if(QVPRJ_BUILD_TESTS)
   find_package(GTest REQUIRED)          # tests
   # Another implementation of the transverse Mercator projection, to test against.

@@ -1,6 +1,7 @@
 // qvprj, the program: a table of its subcommands.
 #include <clocale>
 
+#include "commands/Catalog.h"
 #include "commands/Check.h"
 #include "commands/Copy.h"
 #include "commands/Crs.h"
@@ -17,8 +18,8 @@
 int main(int argc, char** argv) {
   // Texts are in the user's encoding; numbers stay as they are written everywhere.
   std::setlocale(LC_CTYPE, "");
-  return qvapp::RunProcess(
-      argc, argv,
-      {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck, qvapp::AddSet, qvapp::AddCrs,
-       qvapp::AddTransform, qvapp::AddExport, qvapp::AddGcp, qvapp::AddCopy, qvapp::AddRecover});
+  return qvapp::RunProcess(argc, argv,
+                           {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck,
+                            qvapp::AddSet, qvapp::AddCrs, qvapp::AddTransform, qvapp::AddExport,
+                            qvapp::AddGcp, qvapp::AddCatalog, qvapp::AddCopy, qvapp::AddRecover});
 }

@@ -14,6 +14,7 @@
 #include "common/Text.h"
 #include "interchange/mapping/BundlerProject.h"
 #include "interchange/mapping/ColmapProject.h"
+#include "interchange/mapping/GisProject.h"
 #include "interchange/mapping/OpenSfmProject.h"
 #include "interchange/mapping/TextProject.h"
 
@@ -27,17 +28,26 @@ using interchange::SceneOptions;
 
 constexpr const char* kFooter =
     "Each prints the conventions that it used for angles, axes, heights and pixels, and what the other\n"
-    "format cannot hold; docs/conventions.md derives them.\n"
+    "format cannot hold; docs/conventions.md derives them, and docs/gis.md has the layers of gpkg, shp, "
+    "fgb,\n"
+    "geojson, kml and postgis. Those are in the project's coordinate system, or --crs; geojson and kml in\n"
+    "WGS 84 degrees always.\n"
     "\n"
     "With --json: {\"project\", \"to\", \"conventions\": {...}, \"read\": {...}, \"written\": {...}, "
     "\"files\",\n"
     "\"not_carried\", \"notes\", \"renumbered_images\": [{\"from\", \"to\"}], \"renumbered_cameras\"}.\n"
     "\n"
     "Example:\n"
-    "  qvprj export survey.db --to colmap sparse/0";
+    "  qvprj export survey.db --to colmap sparse/0\n"
+    "  qvprj export survey.db --to gpkg survey.gpkg --ground 35\n"
+    "  qvprj export survey.db --to postgis 'PG:dbname=surveys active_schema=north'";
 
 /// What there is in the way of an export.
-enum class Target { kFolder, kFile };
+enum class Target {
+  kFolder,
+  kFile,
+  kDatabase,  // a connection string
+};
 
 struct Kind {
   const char* name;
@@ -88,6 +98,14 @@ Report ToYpr(qvprj::QvProject& project, const ExportOptions& options, const Scen
                                  TextOptionsOf(options, scene));
 }
 
+template <interchange::GisFormat kFormat>
+Report ToGis(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  interchange::GisOptions gis = options.gis;
+  gis.scene = scene;
+  gis.crs = options.crs;
+  return interchange::ExportGis(project, kFormat, options.path, options.force, gis);
+}
+
 constexpr std::array kKinds = {
     Kind{"colmap", "COLMAP sparse model, a folder", Target::kFolder, ToColmap},
     Kind{"colmap-txt", "the same as text", Target::kFolder, ToColmapText},
@@ -97,6 +115,13 @@ constexpr std::array kKinds = {
     Kind{"bundler", "Bundler bundle.out and list.txt, a folder", Target::kFolder, ToBundler},
     Kind{"opk", "omega, phi, kappa as text, a file", Target::kFile, ToOpk},
     Kind{"ypr", "yaw, pitch, roll as a table, a file", Target::kFile, ToYpr},
+    Kind{"gpkg", "GeoPackage of layers", Target::kFile, ToGis<interchange::GisFormat::kGeoPackage>},
+    Kind{"shp", "shapefiles, a folder", Target::kFolder, ToGis<interchange::GisFormat::kShapefile>},
+    Kind{"fgb", "FlatGeobuf files, a folder", Target::kFolder, ToGis<interchange::GisFormat::kFlatGeobuf>},
+    Kind{"geojson", "GeoJSON files, a folder", Target::kFolder, ToGis<interchange::GisFormat::kGeoJson>},
+    Kind{"kml", "KML with a folder a layer", Target::kFile, ToGis<interchange::GisFormat::kKml>},
+    Kind{"postgis", "tables in PostGIS; PATH is 'PG:host=... dbname=...'", Target::kDatabase,
+         ToGis<interchange::GisFormat::kPostgis>},
 };
 
 const Kind& KindOf(const std::string& name) {
@@ -110,22 +135,29 @@ const Kind& KindOf(const std::string& name) {
 
 /// Throws when something is at `path` that an export must not touch; removes what --force gives up.
 void RequireRoom(const Kind& kind, const ExportOptions& options) {
+  if (kind.target == Target::kDatabase || interchange::IsConnection(options.path)) {
+    if (kind.target != Target::kDatabase || !interchange::IsConnection(options.path)) {
+      throw Failure(interchange::WithoutPassword(options.path), std::string("is no place for ") + kind.name,
+                    "a connection string ('PG:...') goes with --to postgis, a path with the others",
+                    kWrongUsage);
+    }
+    return;
+  }
   const ProjectPair pair = PairOf(options.project);
   RequireApart(pair, options.path);
   std::error_code error;
-  const bool taken = kind.target == Target::kFile
-                         ? fs::exists(options.path, error)
-                         : fs::exists(options.path, error) &&
-                               !(fs::is_directory(options.path, error) && fs::is_empty(options.path, error));
+  const bool isFile = kind.target != Target::kFolder;
+  const bool taken = isFile ? fs::exists(options.path, error)
+                            : fs::exists(options.path, error) && !(fs::is_directory(options.path, error) &&
+                                                                   fs::is_empty(options.path, error));
   if (!taken) {
     return;
   }
   if (!options.force) {
-    throw Failure(options.path,
-                  kind.target == Target::kFile ? "exists already" : "exists already and is not empty",
+    throw Failure(options.path, isFile ? "exists already" : "exists already and is not empty",
                   "use --force to replace files in it");
   }
-  if (kind.target == Target::kFile && !fs::is_regular_file(options.path, error)) {
+  if (isFile && !fs::is_regular_file(options.path, error)) {
     throw Failure(options.path, "is no file", "choose another name");
   }
   if (kind.write == ToColmapDatabase) {
@@ -159,7 +191,7 @@ int RunExport(const ExportOptions& options, Console& console) {
     RequireRoom(kind, options);
     Report report;
     {
-      const StatusLine status(console, "Writing", options.path);
+      const StatusLine status(console, "Writing", interchange::WithoutPassword(options.path));
       Converted([&] { report = kind.write(project, options, SceneOptionsOf(options.conventions)); });
     }
     if (options.json) {
@@ -187,10 +219,20 @@ void AddExport(CLI::App& program, Action& action) {
   command->add_option("PATH", options->path, "where to")->required();
   command
       ->add_option("--crs", options->crs,
-                   "odm, opk, ypr: the coordinate system to write, instead of the project's")
+                   "layers, odm, opk, ypr: the coordinate system to write, instead of the project's")
       ->type_name("CODE");
   AddProjectConventions(*command, options->conventions);
   AddPixelConventions(*command, options->conventions);
+  command
+      ->add_option("--ground", options->gis.ground,
+                   "layers: height of the ground, for the footprints; otherwise the median height of the tie "
+                   "points, or of the ground points, or the flying height below each image")
+      ->type_name("METRES");
+  command
+      ->add_option("--check-type", options->gis.check_type,
+                   "layers: the type of ground points that are check points (1)")
+      ->type_name("N");
+  command->add_flag("--tie-points", options->gis.tie_points, "layers: write the tie points too");
   AddAxisOrder(*command, options->conventions);
   command->add_flag("--approximate", options->approximate,
                     "bundler: leave out what it has no place for, instead of refusing the camera");

@@ -8,16 +8,18 @@
 
 #include "common/Interchange.h"
 #include "common/Program.h"
+#include "interchange/mapping/GisProject.h"
 
 namespace qvapp {
 
 struct ExportOptions {
   std::string project;
   std::string to;                  ///< one of `ExportKinds`
-  std::string path;                ///< of a folder or a file, as the kind has it
-  std::optional<std::string> crs;  ///< of the coordinates in texts
+  std::string path;                ///< of a folder or a file, or a connection string
+  std::optional<std::string> crs;  ///< of the coordinates in layers and texts
   bool approximate = false;        ///< bundler: without what it has no place for
   ConventionOptions conventions;
+  interchange::GisOptions gis;  ///< without `scene` and `crs`
   bool force = false;
   bool json = false;
 };
