@@ -536,7 +536,7 @@ class ColmapPeerTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!IsInstalled("colmap")) {
-      GTEST_SKIP() << "COLMAP is not installed (./dev setup peers)";
+      GTEST_SKIP() << "COLMAP is not installed (./dev setup)";
     }
   }
   TempFolder folder_;
