@@ -12,6 +12,7 @@
 #include "common/SaveProject.h"
 #include "common/Text.h"
 #include "interchange/mapping/ColmapProject.h"
+#include "interchange/mapping/PhotoProject.h"
 #include "interchange/text/TextFile.h"
 
 namespace qvapp {
@@ -32,6 +33,13 @@ Report FromColmap(const Request& request, qvprj::QvProject& project) {
                                    {request.frame, request.scene, request.options.database}, project);
 }
 
+Report FromPhotos(const Request& request, qvprj::QvProject& project) {
+  const ImportFromOptions& options = request.options;
+  return interchange::ImportPhotos({PhotoOptionsOf(options.photo_options, options.path, options.out), options.log,
+                                    options.columns, options.crs},
+                                   project);
+}
+
 struct Kind {
   const char* name;
   Report (*import)(const Request& request, qvprj::QvProject& project);
@@ -39,6 +47,7 @@ struct Kind {
 
 constexpr std::array kKinds = {
     Kind{"colmap", FromColmap},
+    Kind{"photos", FromPhotos},
 };
 
 Request RequestOf(const ImportFromOptions& options) {
@@ -69,6 +78,7 @@ int RunImportFrom(const ImportFromOptions& options, Console& console) {
     RequireProjectName(options.out);
     const ProjectPair pair = PairOf(options.out);
     RequireApart(pair, options.path);
+    RequireReportApart(options.photo_options, pair, {options.path, options.log.value_or("")});
     const auto* const kind =
         std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& k) { return options.kind == k.name; });
     if (kind == kKinds.end()) {
@@ -90,7 +100,7 @@ int RunImportFrom(const ImportFromOptions& options, Console& console) {
     }
     project.string2char(project.GetPrjInfo().operator_name, kOperatorCapacity + 1, options.operator_name);
     SaveAndCheck(pair, project, console);
-    report.files = {pair.database, pair.track_file};
+    report.files.insert(report.files.begin(), {pair.database, pair.track_file});
     if (options.json) {
       Json document{{"from", options.kind}, {"path", JsonText(options.path)}};
       document.update(ReportJson(report));
