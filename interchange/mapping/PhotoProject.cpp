@@ -551,13 +551,19 @@ Report ImportPhotos(const PhotoProjectOptions& options, qvprj::QvProject& projec
     used.push_back(shot.photo);
   }
   qvfd::CameraInfoSet cameras;
-  const std::map<CameraKey, int> ids = AddCameras(used, cameras, report);
+  std::map<CameraKey, int> ids;
+  if (options.cameras.empty()) {
+    ids = AddCameras(used, cameras, report);
+  }
+  for (const qvfd::CameraInfo& camera : options.cameras) {
+    cameras.AddCamera(camera);
+  }
   qvfd::ImageInfoSet images;
   images.Reserve(static_cast<int>(shots.size()));
   for (std::size_t i = 0; i < shots.size(); ++i) {
     const PhotoMetadata& photo = *shots[i].photo;
     images.AddImage(static_cast<int>(i + 1), photo.name, StoredPath(photo.path, options.photos.project),
-                    shots[i].eop, ids.at(KeyOf(photo)), 1, true);
+                    shots[i].eop, ids.empty() ? options.cameras.front().id : ids.at(KeyOf(photo)), 1, true);
   }
   const std::size_t strips = AssignStrips(images);
   report.written = {{"images", static_cast<std::size_t>(images.Size())},

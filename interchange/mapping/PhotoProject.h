@@ -3,9 +3,11 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "interchange/Report.h"
 #include "interchange/mapping/PhotoMatch.h"
+#include "qvfd/CameraInfo.h"
 #include "qvprj/project/QvProject.h"
 
 namespace interchange {
@@ -31,6 +33,9 @@ struct PhotoProjectOptions {
   PhotoOptions photos;
   std::optional<std::string> log;  ///< positions (and angles, where it has them) in place of the photos' own
   std::string columns;             ///< see `ReadPositionLog`
+
+  /// Used in place of cameras made of the photos, where there are any: all images refer to the first.
+  std::vector<qvfd::CameraInfo> cameras;
 
   /// The coordinate system of the project and of the numbers in the log; WGS 84 degrees where it is not given.
   std::optional<std::string> crs;

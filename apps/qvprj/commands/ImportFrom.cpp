@@ -36,7 +36,7 @@ Report FromColmap(const Request& request, qvprj::QvProject& project) {
 Report FromPhotos(const Request& request, qvprj::QvProject& project) {
   const ImportFromOptions& options = request.options;
   return interchange::ImportPhotos({PhotoOptionsOf(options.photo_options, options.path, options.out), options.log,
-                                    options.columns, options.crs},
+                                    options.columns, request.cameras, options.crs},
                                    project);
 }
 
