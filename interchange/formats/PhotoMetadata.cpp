@@ -163,10 +163,11 @@ void ReadTime(const Exiv2::ExifData& exif, PhotoMetadata& photo) {
 
 /// Millimetres of the unit of FocalPlaneResolutionUnit; an inch where none is told, as the standard has it.
 double UnitOfResolution(const Exiv2::ExifData& exif) {
-  constexpr std::array kUnits = {25.4, 25.4, 25.4, 10.0, 1.0, 0.001};  // 2 inch, 3 cm; 4 mm, 5 um of some makers
-  const auto unit =
-      static_cast<std::size_t>(std::clamp(NumberOfTag(exif, "Exif.Photo.FocalPlaneResolutionUnit").value_or(2.0),
-                                          0.0, static_cast<double>(kUnits.size() - 1)));
+  constexpr std::array kUnits = {25.4, 25.4, 25.4,
+                                 10.0, 1.0,  0.001};  // 2 inch, 3 cm; 4 mm, 5 um of some makers
+  const auto unit = static_cast<std::size_t>(
+      std::clamp(NumberOfTag(exif, "Exif.Photo.FocalPlaneResolutionUnit").value_or(2.0), 0.0,
+                 static_cast<double>(kUnits.size() - 1)));
   return kUnits[unit];
 }
 

@@ -12,7 +12,21 @@
 namespace interchange {
 namespace {
 
-enum Column : std::size_t { kName, kIndex, kTime, kDate, kLon, kLat, kX, kY, kHeight, kYaw, kPitch, kRoll, kColumns };
+enum Column : std::size_t {
+  kName,
+  kIndex,
+  kTime,
+  kDate,
+  kLon,
+  kLat,
+  kX,
+  kY,
+  kHeight,
+  kYaw,
+  kPitch,
+  kRoll,
+  kColumns
+};
 
 struct ColumnWords {
   const char* name;   // as --columns has it
@@ -28,7 +42,8 @@ constexpr std::array<ColumnWords, kColumns> kWords = {{
     {"lat", "lat latitude lat_dd latitude_deg"},
     {"x", "x easting east e"},
     {"y", "y northing north n"},
-    {"height", "height alt altitude alt_msl z elevation h ellipsoidal_height ellheight h_ell height_ellipsoid"},
+    {"height",
+     "height alt altitude alt_msl z elevation h ellipsoidal_height ellheight h_ell height_ellipsoid"},
     {"yaw", "yaw heading"},
     {"pitch", "pitch"},
     {"roll", "roll"},
@@ -78,7 +93,8 @@ void TakeColumns(const std::string& path, const std::string& columns, const std:
   for (const std::string& entry : Fields(columns, ',')) {
     const std::size_t equals = entry.find('=');
     if (equals == std::string::npos) {
-      throw Failure(path, "--columns has '" + entry + "', which has no '='", "write name=COLUMN,lon=COLUMN,...");
+      throw Failure(path, "--columns has '" + entry + "', which has no '='",
+                    "write name=COLUMN,lon=COLUMN,...");
     }
     const std::size_t kind = KindOf(path, LowerCase(Trimmed(std::string_view(entry).substr(0, equals))));
     const std::string wanted = Normalized(std::string_view(entry).substr(equals + 1));
@@ -140,7 +156,9 @@ std::optional<DateTime> TimeOf(std::string_view text, bool comma) {
   constexpr double kMicroseconds = 1e15;  // 1970 plus 30 years and more
   constexpr double kMilliseconds = 1e12;
   if (const auto number = DecimalOf(text, comma)) {
-    return DateTime{*number > kMicroseconds ? *number / 1e6 : *number > kMilliseconds ? *number / 1e3 : *number,
+    return DateTime{*number > kMicroseconds   ? *number / 1e6
+                    : *number > kMilliseconds ? *number / 1e3
+                                              : *number,
                     false};
   }
   if (const auto instant = DateTimeOf("1970-01-01 " + std::string(text))) {
@@ -183,7 +201,8 @@ class TableReader {
     if (!time.empty()) {
       record.time = TimeOf(time, comma_);
       if (!record.time) {
-        throw Failure(LineOf(path_, line), "'" + time + "' is no time", "write YYYY-MM-DD hh:mm:ss, or seconds");
+        throw Failure(LineOf(path_, line), "'" + time + "' is no time",
+                      "write YYYY-MM-DD hh:mm:ss, or seconds");
       }
     }
     log.records.push_back(std::move(record));
@@ -198,7 +217,8 @@ class TableReader {
     const std::string cell = Cell(fields, kind);
     const auto number = DecimalOf(cell, comma_);
     if (!number) {
-      throw Failure(LineOf(path_, line), std::string(kWords[kind].name) + " is '" + cell + "', which is no number",
+      throw Failure(LineOf(path_, line),
+                    std::string(kWords[kind].name) + " is '" + cell + "', which is no number",
                     "check the columns; --columns names them");
     }
     return *number;
@@ -209,8 +229,9 @@ class TableReader {
     const std::string cell = Cell(fields, kind);
     const auto angle = AngleOf(cell, comma_);
     if (!angle || std::fabs(*angle) > most) {
-      throw Failure(LineOf(path_, line), std::string(kWords[kind].name) + " is '" + cell + "', which is no angle",
-                    "write degrees, or degrees, minutes and seconds; eastings and northings are named x and y");
+      throw Failure(
+          LineOf(path_, line), std::string(kWords[kind].name) + " is '" + cell + "', which is no angle",
+          "write degrees, or degrees, minutes and seconds; eastings and northings are named x and y");
     }
     return *angle;
   }

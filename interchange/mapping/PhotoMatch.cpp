@@ -19,12 +19,12 @@ namespace interchange {
 namespace {
 
 constexpr std::size_t kNobody = std::numeric_limits<std::size_t>::max();
-constexpr double kShareOfOrder = 0.95;          // of pairs that a rule has to hold for, to be one
-constexpr std::size_t kPairsOfRule = 3;         // fewer show nothing
-constexpr std::size_t kMostEdges = 4'000'000;   // of records and photos that lie near each other
-constexpr double kBeside = 4.0;                 // times the limit: where a photo lies beside a record, not at it
-constexpr double kClockWindow = 2.0;            // seconds: both clocks may tell whole seconds only
-constexpr int kRunsOfDigits = 4;                // that are looked at in a file name, from its end
+constexpr double kShareOfOrder = 0.95;         // of pairs that a rule has to hold for, to be one
+constexpr std::size_t kPairsOfRule = 3;        // fewer show nothing
+constexpr std::size_t kMostEdges = 4'000'000;  // of records and photos that lie near each other
+constexpr double kBeside = 4.0;       // times the limit: where a photo lies beside a record, not at it
+constexpr double kClockWindow = 2.0;  // seconds: both clocks may tell whole seconds only
+constexpr int kRunsOfDigits = 4;      // that are looked at in a file name, from its end
 
 double Median(std::vector<double> values) {
   if (values.empty()) {
@@ -105,8 +105,9 @@ class Matcher {
     PlacePoints();
     const auto placed = static_cast<std::size_t>(std::count_if(
         photos_.begin(), photos_.end(), [](const MatchPhoto& photo) { return photo.position.has_value(); }));
-    const bool recordsPlaced = std::any_of(
-        records_.begin(), records_.end(), [](const MatchRecord& record) { return record.position.has_value(); });
+    const bool recordsPlaced = std::any_of(records_.begin(), records_.end(), [](const MatchRecord& record) {
+      return record.position.has_value();
+    });
     const bool mostPlaced = recordsPlaced && placed > 0 && placed * 2 >= photos_.size();
     if (by == TieBy::kPosition || (by == TieBy::kAny && mostPlaced)) {
       if (placed == 0 || !recordsPlaced) {
@@ -297,8 +298,8 @@ class Matcher {
   /// How many photos have their nearest record within `limit`, and how many have it beyond, among the edges.
   [[nodiscard]] std::pair<std::size_t, std::size_t> CountNear(double limit) const {
     const std::vector<double> nearest = Nearest();
-    const auto at = static_cast<std::size_t>(
-        std::count_if(nearest.begin(), nearest.end(), [limit](double distance) { return distance <= limit; }));
+    const auto at = static_cast<std::size_t>(std::count_if(
+        nearest.begin(), nearest.end(), [limit](double distance) { return distance <= limit; }));
     return {at, nearest.size() - at};
   }
 
@@ -361,7 +362,8 @@ class Matcher {
     const auto [offset, pairs] = CommonOffset(differences);
     if (pairs < kPairsOfRule || pairs * 2 < differences.size()) {
       if (differences.size() >= kPairsOfRule) {
-        match_.notes.emplace_back("the clocks of photos and log have no offset in common; times were not used");
+        match_.notes.emplace_back(
+            "the clocks of photos and log have no offset in common; times were not used");
       }
       return;
     }
@@ -412,14 +414,14 @@ class Matcher {
       return;
     }
     if (edges_.empty()) {
-      match_.refusal = "no photo lies within " + TextOf(widest, 1) + " m of a position record" + NearestInWords();
+      match_.refusal =
+          "no photo lies within " + TextOf(widest, 1) + " m of a position record" + NearestInWords();
       return;
     }
     const double agreement = Agreement();
     constexpr double kLeast = 0.5;
     constexpr double kTimes = 8.0;
-    const double limit =
-        options_.distance ? widest : std::min(widest, std::max(kLeast, kTimes * agreement));
+    const double limit = options_.distance ? widest : std::min(widest, std::max(kLeast, kTimes * agreement));
     std::erase_if(edges_, [limit](const Edge& edge) { return edge.distance > limit; });
     std::vector<bool> near(photos_.size(), false);
     for (const Edge& edge : edges_) {
@@ -514,6 +516,8 @@ class Matcher {
 
   /// What is open, by the index in the file name, where the pairs so far have one difference from the records'.
   void TieOpenByIndex() {
+    const auto tied = static_cast<std::size_t>(std::count_if(
+        record_of_.begin(), record_of_.end(), [](std::size_t record) { return record != kNobody; }));
     for (std::size_t run = 0; run < kRunsOfDigits; ++run) {
       std::map<long long, std::size_t> differences;
       std::size_t pairs = 0;
@@ -526,6 +530,9 @@ class Matcher {
         }
       }
       if (pairs < kPairsOfRule) {
+        if (tied >= kPairsOfRule) {
+          continue;  // the tied photos have no such number
+        }
         differences = {{0, pairs}};  // too few to show a difference: the number is the index itself
       }
       const auto common = std::max_element(differences.begin(), differences.end(),
@@ -622,6 +629,14 @@ class Matcher {
           free.push_back(r);
         }
       }
+      if (std::none_of(waiting.begin(), waiting.end(),
+                       [this](std::size_t p) { return IsFreeOfEvidence(p); })) {
+        // Records that none of these can have, as that of a missing photo, do not count.
+        std::erase_if(free, [&](std::size_t r) {
+          return std::none_of(waiting.begin(), waiting.end(),
+                              [&](std::size_t p) { return IsPossible(p, r); });
+        });
+      }
       bool fits = !waiting.empty() && waiting.size() == free.size();
       for (std::size_t i = 0; fits && i < free.size(); ++i) {
         fits = IsPossible(waiting[i], free[i]);
@@ -662,7 +677,8 @@ class Matcher {
       }
     }
     if (!in_order_ && !match_.clock_offset && photos_.size() > kPairsOfRule) {
-      match_.notes.emplace_back("the order of the photos is not that of the records; positions alone were used");
+      match_.notes.emplace_back(
+          "the order of the photos is not that of the records; positions alone were used");
     }
   }
 
@@ -751,7 +767,8 @@ class Matcher {
     }
     if (options_.by == TieBy::kAny && photos_.size() == records_.size() && best->size() < photos_.size()) {
       match_.refusal = "the numbers in the names of the photos tie " + std::to_string(best->size()) +
-                       " of them, their order would tie all " + std::to_string(photos_.size()) + " differently";
+                       " of them, their order would tie all " + std::to_string(photos_.size()) +
+                       " differently";
       return false;
     }
     std::vector<std::size_t> first(records_.size(), kNobody);
@@ -814,8 +831,8 @@ class Matcher {
     constexpr double kShare = 0.8;
     if (differences.size() >= kPairsOfRule &&
         static_cast<double>(pairs) < kShare * static_cast<double>(differences.size())) {
-      match_.refusal = "the times of photos and records speak against it: only " + std::to_string(pairs) + " of " +
-                       std::to_string(differences.size()) + " pairs have a clock offset in common";
+      match_.refusal = "the times of photos and records speak against it: only " + std::to_string(pairs) +
+                       " of " + std::to_string(differences.size()) + " pairs have a clock offset in common";
       return;
     }
     if (differences.size() >= kPairsOfRule) {
@@ -872,11 +889,11 @@ class Matcher {
   Match match_;
   std::vector<std::optional<Point>> record_points_;  // empty where no record has a position
   std::vector<std::optional<Point>> photo_points_;
-  std::vector<Edge> edges_;              // between photos and records that are free, and may belong together
-  std::vector<std::size_t> record_of_;   // of each photo
-  std::vector<std::size_t> photo_of_;    // of each record
-  std::vector<Tie> how_;                 // of each photo
-  std::vector<std::string> reason_;      // of each photo
+  std::vector<Edge> edges_;             // between photos and records that are free, and may belong together
+  std::vector<std::size_t> record_of_;  // of each photo
+  std::vector<std::size_t> photo_of_;   // of each record
+  std::vector<Tie> how_;                // of each photo
+  std::vector<std::string> reason_;     // of each photo
   bool in_order_ = false;
 };
 
@@ -905,9 +922,9 @@ const char* TextOf(Tie tie) {
 }
 
 std::size_t Match::Tied() const {
-  return static_cast<std::size_t>(std::count_if(decisions.begin(), decisions.end(), [](const Decision& decision) {
-    return decision.photo && decision.record;
-  }));
+  return static_cast<std::size_t>(
+      std::count_if(decisions.begin(), decisions.end(),
+                    [](const Decision& decision) { return decision.photo && decision.record; }));
 }
 
 Match MatchPhotos(const std::vector<MatchRecord>& records, const std::vector<MatchPhoto>& photos,

@@ -92,7 +92,7 @@ struct Match {
 };
 
 /// Ties photos to records. Takes time in proportion to the number of pairs that lie near each other.
-[[nodiscard]] Match MatchPhotos(const std::vector<MatchRecord>& records, const std::vector<MatchPhoto>& photos,
-                                const MatchOptions& options);
+[[nodiscard]] Match MatchPhotos(const std::vector<MatchRecord>& records,
+                                const std::vector<MatchPhoto>& photos, const MatchOptions& options);
 
 }  // namespace interchange

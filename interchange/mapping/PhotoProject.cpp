@@ -16,14 +16,15 @@
 #include <vector>
 
 #include "interchange/Failure.h"
+#include "interchange/formats/OdmText.h"
 #include "interchange/formats/PhotoMetadata.h"
 #include "interchange/formats/PositionLog.h"
 #include "interchange/geometry/Ellipsoid.h"
 #include "interchange/geometry/NavigationAngles.h"
 #include "interchange/mapping/Strips.h"
+#include "interchange/project/FileCoordinates.h"
 #include "interchange/project/WorldFrame.h"
 #include "interchange/text/TextFile.h"
-#include "qvmath/GeoPrj.h"
 
 namespace fs = std::filesystem;
 
@@ -33,7 +34,8 @@ namespace {
 constexpr std::size_t kMostNotes = 10;  // of one kind; a report file has all
 
 constexpr const char* kHowToSettle =
-    "see the table that --report FILE.csv writes; --tie says by what to tie, --leave-ambiguous leaves such photos out";
+    "see the table that --report FILE.csv writes; --tie says by what to tie, --leave-ambiguous leaves such "
+    "photos out";
 
 // ---- Reading ------------------------------------------------------------------------------------------------------
 
@@ -75,7 +77,8 @@ std::vector<PhotoMetadata> ReadablePhotos(const std::string& folder, Report& rep
     }
   }
   std::erase_if(photos, [](const PhotoMetadata& photo) { return !photo.readable; });
-  std::map<std::string, std::pair<std::string, std::size_t>> told;  // a note, the first photo with it, and how often
+  std::map<std::string, std::pair<std::string, std::size_t>>
+      told;  // a note, the first photo with it, and how often
   for (const PhotoMetadata& photo : photos) {
     for (const std::string& note : photo.notes) {
       auto& [first, count] = told[note];
@@ -85,16 +88,17 @@ std::vector<PhotoMetadata> ReadablePhotos(const std::string& folder, Report& rep
   {
     Notes notes(report);
     for (const auto& [note, first] : told) {
-      notes.Add(first.first + (first.second > 1 ? " and " + std::to_string(first.second - 1) + " more: " : ": ") +
-                note);
+      notes.Add(first.first +
+                (first.second > 1 ? " and " + std::to_string(first.second - 1) + " more: " : ": ") + note);
     }
   }
   report.read.emplace_back("photos", photos.size());
   report.Lose(found - photos.size(), "photos that cannot be read");
   if (photos.empty()) {
-    throw Failure(folder,
-                  found == 0 ? "no photos are in it (JPEG, TIFF, DNG or PNG)" : "none of its photos can be read",
-                  "name the folder that holds the photos");
+    throw Failure(
+        folder,
+        found == 0 ? "no photos are in it (JPEG, TIFF, DNG or PNG)" : "none of its photos can be read",
+        "name the folder that holds the photos");
   }
   return photos;
 }
@@ -129,8 +133,8 @@ void TellDecisions(const Match& match, const std::vector<PhotoMetadata>& photos,
   for (const Decision& decision : match.decisions) {
     report.decisions.rows.push_back({decision.photo ? photos[*decision.photo].name : std::string(),
                                      decision.record ? records[*decision.record] : std::string(),
-                                     TextOf(decision.how), Rounded(decision.distance), Rounded(decision.seconds),
-                                     decision.reason});
+                                     TextOf(decision.how), Rounded(decision.distance),
+                                     Rounded(decision.seconds), decision.reason});
   }
 }
 
@@ -170,7 +174,8 @@ Match Matched(const std::vector<MatchRecord>& records, const std::vector<std::st
     report.files.push_back(*options.report);
   }
   if (!match.refusal.empty()) {
-    throw Failure(options.folder, "the photos cannot be tied to the positions: " + match.refusal, kHowToSettle);
+    throw Failure(options.folder, "the photos cannot be tied to the positions: " + match.refusal,
+                  kHowToSettle);
   }
   if (match.Tied() == 0) {
     throw Failure(options.folder, "none of the photos could be tied to a position", kHowToSettle);
@@ -243,8 +248,8 @@ std::string CameraName(const PhotoMetadata& photo) {
 
 /// One camera for each make, model, size and focal length among `used`; the one with most photos first, which is
 /// camera 0, to which a flight's images refer.
-std::map<CameraKey, int> AddCameras(const std::vector<const PhotoMetadata*>& used, qvfd::CameraInfoSet& cameras,
-                                    Report& report) {
+std::map<CameraKey, int> AddCameras(const std::vector<const PhotoMetadata*>& used,
+                                    qvfd::CameraInfoSet& cameras, Report& report) {
   std::map<CameraKey, std::vector<const PhotoMetadata*>> kinds;
   for (const PhotoMetadata* photo : used) {
     kinds[KeyOf(*photo)].push_back(photo);
@@ -253,7 +258,8 @@ std::map<CameraKey, int> AddCameras(const std::vector<const PhotoMetadata*>& use
   for (const auto& [key, photos] : kinds) {
     order.push_back(&photos);
   }
-  std::stable_sort(order.begin(), order.end(), [](const auto* a, const auto* b) { return a->size() > b->size(); });
+  std::stable_sort(order.begin(), order.end(),
+                   [](const auto* a, const auto* b) { return a->size() > b->size(); });
   std::map<CameraKey, int> ids;
   for (std::size_t i = 0; i < order.size(); ++i) {
     // The first that tells its sensor: photos of one camera may differ in that.
@@ -274,7 +280,8 @@ std::map<CameraKey, int> AddCameras(const std::vector<const PhotoMetadata*>& use
     }
     const std::string name = camera.name.empty() ? "camera " + std::to_string(camera.id) : camera.name;
     if (photo.sensor_width <= 0.0) {
-      report.notes.push_back(name + ": the photos do not tell the size of its sensor, which is 0 in the project");
+      report.notes.push_back(name +
+                             ": the photos do not tell the size of its sensor, which is 0 in the project");
     } else {
       report.notes.push_back(name + ": sensor " + TextOf(camera.ccdwidth, 3) + " x " +
                              TextOf(camera.ccdheight, 3) + " mm from " + photo.sensor_from);
@@ -312,47 +319,59 @@ std::size_t AssignStrips(qvfd::ImageInfoSet& images) {
 
 // ---- Projects of photos -----------------------------------------------------------------------------------------------
 
-/// From the numbers of a log to WGS 84 degrees.
-class LogFrame {
- public:
-  LogFrame(const PositionLog& log, const std::string& path, const std::optional<std::string>& crs, Report& report)
-      : path_(path) {
-    if (!crs) {
-      if (log.is_grid) {
-        throw Failure(path, "its positions are eastings and northings, and nobody says of which system",
-                      "give --crs CODE");
-      }
-      report.Use("positions", "longitude and latitude of the log, taken for WGS 84");
-      return;
-    }
-    const qvfd::CoordinateInfo system = SystemOfCode(*crs);
-    report.Use("positions", "of the log, in " + NameOfSystem(system) + ", kept as WGS 84 degrees");
-    to_globe_.emplace(system, qvfd::CoordinateInfoSet::GetWGS84());
-    if (!to_globe_->IsValid()) {
-      throw Failure(*crs, "nothing can be converted from this system", "choose another one");
-    }
-    degrees_ = !log.is_grid;
+/// The log, of whichever form. "geo.txt" has its form by its name, as OpenDroneMap has it.
+PositionLog LogOf(const PhotoProjectOptions& options, std::string& system) {
+  if (LowerCase(FileNameOf(*options.log)) != "geo.txt") {
+    return ReadPositionLog(*options.log, options.columns);
   }
-
-  [[nodiscard]] GroundPosition PositionOf(const PositionRecord& record) {
-    if (!to_globe_) {
-      return {record.x, record.y};
+  const GeoText text = ReadGeoText(*options.log);
+  system = text.system;
+  PositionLog log;
+  log.format = "geo.txt";
+  for (std::size_t i = 0; i < text.images.size(); ++i) {
+    const OrientationLine& line = text.images[i];
+    PositionRecord record;
+    record.name = line.name;
+    record.x = line.x;
+    record.y = line.y;
+    if (text.has_height[i]) {
+      record.height = line.z;
     }
-    constexpr double kRadians = std::numbers::pi / 180.0;
-    // Angles are radians to the converter, whichever system they are of.
-    double pair[2] = {degrees_ ? record.x * kRadians : record.x, degrees_ ? record.y * kRadians : record.y};
-    if (!to_globe_->Transform(pair, pair)) {
-      throw Failure(LineOf(path_, record.line), "its position cannot be converted to degrees",
-                    "check --crs and the columns");
+    if (line.has_angles) {
+      record.attitude = NavigationAngles{line.angles[0], line.angles[1], line.angles[2]};
     }
-    return {pair[0] / kRadians, pair[1] / kRadians};
+    log.records.push_back(std::move(record));
   }
+  return log;
+}
 
- private:
-  const std::string& path_;
-  std::optional<qvmath::GeoPrj> to_globe_;
-  bool degrees_ = true;  // of a geographic system
-};
+/// What the numbers of a log are: of the system that it or --crs names. Where the log has longitudes and latitudes, a
+/// projected --crs is the project's alone.
+FileCoordinates CoordinatesOf(const PhotoProjectOptions& options, const PositionLog& log,
+                              const std::string& system) {
+  if (!system.empty()) {
+    return FileCoordinates::Of(system, *options.log);
+  }
+  if (options.crs) {
+    FileCoordinates coordinates = FileCoordinates::Of(*options.crs, "--crs");
+    return log.is_grid || coordinates.IsGeographic() ? coordinates : FileCoordinates::Degrees();
+  }
+  if (log.is_grid) {
+    throw Failure(*options.log, "its positions are eastings and northings, and nobody says of which system",
+                  "give --crs CODE");
+  }
+  return FileCoordinates::Degrees();
+}
+
+GroundPosition PositionOf(const PositionRecord& record, const FileCoordinates& coordinates,
+                          const std::string& path) {
+  const auto position = coordinates.ToGlobe({record.x, record.y, record.height.value_or(0.0)});
+  if (!position) {
+    throw Failure(record.line > 0 ? LineOf(path, record.line) : path + ", " + record.name,
+                  "its position cannot be converted to degrees", "check --crs and the columns");
+  }
+  return {position->longitude, position->latitude};
+}
 
 /// One image to be.
 struct Shot {
@@ -411,14 +430,16 @@ std::vector<Shot> ShotsOfPhotos(const std::vector<PhotoMetadata>& photos, const 
   TellAttitudes(attitudes, without, report);
   report.Lose(withoutPosition, "photos without a position");
   if (withoutHeight > 0) {
-    report.notes.push_back("the height of " + std::to_string(withoutHeight) + " images is not known; it is 0");
+    report.notes.push_back("the height of " + std::to_string(withoutHeight) +
+                           " images is not known; it is 0");
   }
   return shots;
 }
 
 std::vector<Shot> ShotsOfLog(const PhotoProjectOptions& options, const std::vector<PhotoMetadata>& photos,
                              Report& report) {
-  const PositionLog log = ReadPositionLog(*options.log, options.columns);
+  std::string system;
+  const PositionLog log = LogOf(options, system);
   report.read.emplace_back("positions", log.records.size());
   report.notes.push_back("the log is a " + log.format);
   {
@@ -427,11 +448,13 @@ std::vector<Shot> ShotsOfLog(const PhotoProjectOptions& options, const std::vect
       notes.Add("log: " + note);
     }
   }
-  LogFrame frame(log, *options.log, options.crs, report);
+  const FileCoordinates coordinates = CoordinatesOf(options, log, system);
+  report.Use("positions", "of the log, in " + coordinates.Description() + "; kept as WGS 84 degrees");
   std::vector<MatchRecord> records;
   std::vector<std::string> names;
   for (const PositionRecord& record : log.records) {
-    records.push_back({record.index, record.name, record.time, frame.PositionOf(record)});
+    records.push_back(
+        {record.index, record.name, record.time, PositionOf(record, coordinates, *options.log)});
     names.push_back(!record.name.empty() ? record.name
                     : record.index       ? std::to_string(*record.index)
                                          : "line " + std::to_string(record.line));
@@ -454,7 +477,8 @@ std::vector<Shot> ShotsOfLog(const PhotoProjectOptions& options, const std::vect
     withoutHeight += record.height ? 0U : 1U;
     if (const auto& attitude = record.attitude ? record.attitude : photo.attitude) {
       StoreNavigation(*attitude, shot.eop);
-      ++attitudes[record.attitude ? "roll, pitch and yaw of the log (pitch 0 straight down)" : photo.attitude_from];
+      ++attitudes[record.attitude ? "roll, pitch and yaw of the log (pitch 0 straight down)"
+                                  : photo.attitude_from];
     } else {
       ++without;
     }
@@ -465,7 +489,8 @@ std::vector<Shot> ShotsOfLog(const PhotoProjectOptions& options, const std::vect
                             : "as the log has them; they should be above mean sea level");
   TellAttitudes(attitudes, without, report);
   if (withoutHeight > 0) {
-    report.notes.push_back("the height of " + std::to_string(withoutHeight) + " images is not known; it is 0");
+    report.notes.push_back("the height of " + std::to_string(withoutHeight) +
+                           " images is not known; it is 0");
   }
   return shots;
 }

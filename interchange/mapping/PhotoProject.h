@@ -13,8 +13,9 @@
 namespace interchange {
 
 struct PhotoOptions {
-  std::string folder;   ///< of the photos; those in folders below it count too
-  std::string project;  ///< where the project is going to be: paths of photos below its folder are relative to it
+  std::string folder;  ///< of the photos; those in folders below it count too
+  std::string
+      project;  ///< where the project is going to be: paths of photos below its folder are relative to it
   MatchOptions match;
 
   /// A table of every decision is written here, also where the match is refused.
@@ -32,12 +33,13 @@ Report AddPhotos(const PhotoOptions& options, qvprj::QvProject& project);
 struct PhotoProjectOptions {
   PhotoOptions photos;
   std::optional<std::string> log;  ///< positions (and angles, where it has them) in place of the photos' own
-  std::string columns;             ///< see `ReadPositionLog`
+  std::string columns;             ///< see `ReadPositionLog`; a log named geo.txt is read as OpenDroneMap's
 
   /// Used in place of cameras made of the photos, where there are any: all images refer to the first.
   std::vector<qvfd::CameraInfo> cameras;
 
-  /// The coordinate system of the project and of the numbers in the log; WGS 84 degrees where it is not given.
+  /// The coordinate system of the project, and of the numbers in the log; where the log has longitudes and latitudes and
+  /// this is a projected system, of the project alone.
   std::optional<std::string> crs;
 };
 

@@ -54,7 +54,8 @@ std::optional<PlanePoint> MeanCourse(const std::vector<PlanePoint>& directions) 
     return std::nullopt;
   }
   PlanePoint sum;
-  for (std::size_t i = directions.size() - std::min(directions.size(), kLegsOfMean); i < directions.size(); ++i) {
+  for (std::size_t i = directions.size() - std::min(directions.size(), kLegsOfMean); i < directions.size();
+       ++i) {
     sum.x += directions[i].x;
     sum.y += directions[i].y;
   }
@@ -118,8 +119,8 @@ std::vector<int> StripsOf(const std::vector<PlanePoint>& positions) {
         ++end;
       }
     }
-    std::fill(strips.begin() + static_cast<std::ptrdiff_t>(begin), strips.begin() + static_cast<std::ptrdiff_t>(end),
-              static_cast<int>(k + 1));
+    std::fill(strips.begin() + static_cast<std::ptrdiff_t>(begin),
+              strips.begin() + static_cast<std::ptrdiff_t>(end), static_cast<int>(k + 1));
     begin = end;
   }
   return strips;

@@ -38,9 +38,9 @@ bool TakeOneOf(std::string_view& text, std::string_view characters) {
 }
 
 double SecondsOfDate(int year, int month, int day) {
-  const std::chrono::sys_days date =
-      std::chrono::year(year) / std::chrono::month(static_cast<unsigned>(month)) /
-      std::chrono::day(static_cast<unsigned>(day));
+  const std::chrono::sys_days date = std::chrono::year(year) /
+                                     std::chrono::month(static_cast<unsigned>(month)) /
+                                     std::chrono::day(static_cast<unsigned>(day));
   return static_cast<double>(date.time_since_epoch().count()) * kDay;
 }
 
@@ -118,13 +118,24 @@ double UtcOfGps(double week, double secondsOfWeek) {
     double from;  // UTC
     double seconds;
   };
-  static const std::array<Leap, 18> kLeaps = {
-      {{SecondsOfDate(1981, 7, 1), 1},  {SecondsOfDate(1982, 7, 1), 2},  {SecondsOfDate(1983, 7, 1), 3},
-       {SecondsOfDate(1985, 7, 1), 4},  {SecondsOfDate(1988, 1, 1), 5},  {SecondsOfDate(1990, 1, 1), 6},
-       {SecondsOfDate(1991, 1, 1), 7},  {SecondsOfDate(1992, 7, 1), 8},  {SecondsOfDate(1993, 7, 1), 9},
-       {SecondsOfDate(1994, 7, 1), 10}, {SecondsOfDate(1996, 1, 1), 11}, {SecondsOfDate(1997, 7, 1), 12},
-       {SecondsOfDate(1999, 1, 1), 13}, {SecondsOfDate(2006, 1, 1), 14}, {SecondsOfDate(2009, 1, 1), 15},
-       {SecondsOfDate(2012, 7, 1), 16}, {SecondsOfDate(2015, 7, 1), 17}, {SecondsOfDate(2017, 1, 1), 18}}};
+  static const std::array<Leap, 18> kLeaps = {{{SecondsOfDate(1981, 7, 1), 1},
+                                               {SecondsOfDate(1982, 7, 1), 2},
+                                               {SecondsOfDate(1983, 7, 1), 3},
+                                               {SecondsOfDate(1985, 7, 1), 4},
+                                               {SecondsOfDate(1988, 1, 1), 5},
+                                               {SecondsOfDate(1990, 1, 1), 6},
+                                               {SecondsOfDate(1991, 1, 1), 7},
+                                               {SecondsOfDate(1992, 7, 1), 8},
+                                               {SecondsOfDate(1993, 7, 1), 9},
+                                               {SecondsOfDate(1994, 7, 1), 10},
+                                               {SecondsOfDate(1996, 1, 1), 11},
+                                               {SecondsOfDate(1997, 7, 1), 12},
+                                               {SecondsOfDate(1999, 1, 1), 13},
+                                               {SecondsOfDate(2006, 1, 1), 14},
+                                               {SecondsOfDate(2009, 1, 1), 15},
+                                               {SecondsOfDate(2012, 7, 1), 16},
+                                               {SecondsOfDate(2015, 7, 1), 17},
+                                               {SecondsOfDate(2017, 1, 1), 18}}};
   const double gps = SecondsOfDate(1980, 1, 6) + week * 7 * kDay + secondsOfWeek;
   double leap = 0.0;
   for (const Leap& entry : kLeaps) {

@@ -238,9 +238,10 @@ void AddImport(CLI::App& program, Action& action) {
       ->type_name("FILE")
       ->needs(from);
   command
-      ->add_option("--columns", other->columns,
-                   "photos: which columns of the table are name, index, time, date, lon, lat, x, y, height, yaw, "
-                   "pitch, roll, by their names or numbers")
+      ->add_option(
+          "--columns", other->columns,
+          "photos: which columns of the table are name, index, time, date, lon, lat, x, y, height, yaw, "
+          "pitch, roll, by their names or numbers")
       ->type_name("lon=COLUMN,...")
       ->needs(from);
   AddProjectConventions(*command, other->conventions);
@@ -250,7 +251,8 @@ void AddImport(CLI::App& program, Action& action) {
     const bool ties = options->photo_options.report || options->photo_options.tie != "any" ||
                       options->photo_options.leave_ambiguous || options->photo_options.distance;
     if (ties && !options->photos && other->kind != "photos") {
-      throw CLI::RequiredError("--report, --tie, --leave-ambiguous and --photo-distance: --photos or --from photos");
+      throw CLI::RequiredError(
+          "--report, --tie, --leave-ambiguous and --photo-distance: --photos or --from photos");
     }
     if ((other->log || !other->columns.empty()) && other->kind != "photos") {
       throw CLI::RequiredError("--log and --columns: --from photos");

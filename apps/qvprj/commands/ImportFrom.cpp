@@ -35,8 +35,8 @@ Report FromColmap(const Request& request, qvprj::QvProject& project) {
 
 Report FromPhotos(const Request& request, qvprj::QvProject& project) {
   const ImportFromOptions& options = request.options;
-  return interchange::ImportPhotos({PhotoOptionsOf(options.photo_options, options.path, options.out), options.log,
-                                    options.columns, request.cameras, options.crs},
+  return interchange::ImportPhotos({PhotoOptionsOf(options.photo_options, options.path, options.out),
+                                    options.log, options.columns, request.cameras, options.crs},
                                    project);
 }
 

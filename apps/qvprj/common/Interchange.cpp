@@ -41,7 +41,9 @@ Json DecisionsJson(const interchange::DecisionTable& table) {
     Json object = Json::object();
     for (std::size_t i = 0; i < row.size(); ++i) {
       const auto number = table.columns[i].is_number ? interchange::NumberOf(row[i]) : std::nullopt;
-      object[table.columns[i].name] = row[i].empty() ? Json(nullptr) : number ? Json(*number) : JsonText(row[i]);
+      object[table.columns[i].name] = row[i].empty() ? Json(nullptr)
+                                      : number       ? Json(*number)
+                                                     : JsonText(row[i]);
     }
     json.push_back(std::move(object));
   }

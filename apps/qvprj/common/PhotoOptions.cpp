@@ -41,16 +41,18 @@ void AddPhotoOptions(CLI::App& command, PhotoOptions& options) {
                   "photos: write what was decided of each photo and position, a line each")
       ->type_name("FILE.csv");
   command
-      .add_option("--tie", options.tie,
-                  "photos: by what they are tied to positions: name, position (and time), index, order, or any "
-                  "(default): the first of these that can be used")
+      .add_option(
+          "--tie", options.tie,
+          "photos: by what they are tied to positions: name, position (and time), index, order, or any "
+          "(default): the first of these that can be used")
       ->check(CLI::IsMember({"any", "name", "position", "index", "order"}))
       ->type_name("MEANS");
   command.add_flag("--leave-ambiguous", options.leave_ambiguous,
                    "photos: leave out those that could be of several positions, and import the others");
   command
-      .add_option("--photo-distance", options.distance,
-                  "photos: how far a photo may lie from its position; without it that is found from the flight")
+      .add_option(
+          "--photo-distance", options.distance,
+          "photos: how far a photo may lie from its position; without it that is found from the flight")
       ->check(CLI::PositiveNumber)
       ->type_name("METRES");
 }
