@@ -14,8 +14,8 @@ struct RenumberedId {
   std::uint64_t to = 0;    ///< in what was written
 };
 
-/// What was decided of each thing that had to be found, such as the photo of a position. Rows have a cell a column; an
-/// empty cell is a value that is not there.
+/// What was decided of each thing that had to be found, such as the photo of a position. Rows have a cell a
+/// column; an empty cell is a value that is not there.
 struct DecisionTable {
   struct Column {
     std::string name;

@@ -286,7 +286,8 @@ PhotoMetadata ReadPhoto(const std::string& path) {
   std::error_code error;
   fs::path absolute = fs::absolute(path, error);
   PhotoMetadata photo;
-  // Absolute in any case: the library takes "-", and what begins like "http:", for something else than a file.
+  // Absolute in any case: the library takes "-", and what begins like "http:", for something else than a
+  // file.
   photo.path = absolute.lexically_normal().string();
   photo.name = FileNameOf(photo.path);
   if (error || !fs::is_regular_file(absolute, error)) {

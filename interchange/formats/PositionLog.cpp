@@ -55,7 +55,8 @@ constexpr std::array<std::size_t, kColumns> kNowhere = [] {
   return none;
 }();
 
-/// A name of a column without case, its unit in brackets, and what separates words: "Latitude [deg]" is "latitude".
+/// A name of a column without case, its unit in brackets, and what separates words: "Latitude [deg]" is
+/// "latitude".
 std::string Normalized(std::string_view name) {
   name = name.substr(0, std::min(name.find('('), name.find('[')));
   std::string made = LowerCase(Trimmed(name));
@@ -147,8 +148,8 @@ std::optional<double> DecimalOf(std::string_view text, bool comma) {
   return NumberOf(pointed);
 }
 
-/// Seconds of any origin: an instant, seconds, or, by their size, milliseconds or microseconds since 1970; or a time
-/// of day.
+/// Seconds of any origin: an instant, seconds, or, by their size, milliseconds or microseconds since 1970; or
+/// a time of day.
 std::optional<DateTime> TimeOf(std::string_view text, bool comma) {
   if (const auto instant = DateTimeOf(text)) {
     return instant;
@@ -307,7 +308,7 @@ PositionLog ReadTable(const std::string& path, std::string_view text, const std:
   return log;
 }
 
-// ---- ArduPilot -----------------------------------------------------------------------------------------------
+// ---- ArduPilot --------------------------------------------------------------------------------------------
 
 using Names = std::vector<std::string>;
 
@@ -393,7 +394,7 @@ PositionLog ReadDataFlash(const std::string& path, std::string_view text, const 
   return log;
 }
 
-// ---- Angles ---------------------------------------------------------------------------------------------------
+// ---- Angles -----------------------------------------------------------------------------------------------
 
 /// Takes one of the marks behind degrees, minutes or seconds, as which `marks` has them.
 bool TakeMark(std::string_view& text, std::initializer_list<std::string_view> marks) {

@@ -1,4 +1,5 @@
-// Attitudes as aircraft, gimbals and their logs tell them, in degrees, and how a project stores them as flown.
+// Attitudes as aircraft, gimbals and their logs tell them, in degrees, and how a project stores them as
+// flown.
 #include "interchange/geometry/NavigationAngles.h"
 
 #include <numbers>

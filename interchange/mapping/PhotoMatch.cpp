@@ -131,7 +131,7 @@ class Matcher {
     RequireAgreement();
   }
 
-  // ---- Names ----------------------------------------------------------------------------------------------------
+  // ---- Names ----------------------------------------------------------------------------------------------
 
   bool TieByName() {
     std::map<std::string, std::vector<std::size_t>> named;
@@ -178,7 +178,7 @@ class Matcher {
     return true;
   }
 
-  // ---- Positions --------------------------------------------------------------------------------------------------
+  // ---- Positions ------------------------------------------------------------------------------------------
 
   struct Point {
     double x = 0.0;
@@ -335,7 +335,8 @@ class Matcher {
     return {best == 0 ? 0.0 : differences[bestBegin + best / 2], best};
   }
 
-  /// Finds the offset of the clocks from photos that lie at one record only. None where they do not agree in one.
+  /// Finds the offset of the clocks from photos that lie at one record only. None where they do not agree in
+  /// one.
   void FindClockOffset() {
     std::vector<std::size_t> count(photos_.size(), 0);
     for (const Edge& edge : edges_) {
@@ -514,7 +515,8 @@ class Matcher {
     });
   }
 
-  /// What is open, by the index in the file name, where the pairs so far have one difference from the records'.
+  /// What is open, by the index in the file name, where the pairs so far have one difference from the
+  /// records'.
   void TieOpenByIndex() {
     const auto tied = static_cast<std::size_t>(std::count_if(
         record_of_.begin(), record_of_.end(), [](std::size_t record) { return record != kNobody; }));
@@ -568,7 +570,8 @@ class Matcher {
     }
   }
 
-  /// Whether nothing speaks against a pair: one of the edges that are left, or a photo without position and time.
+  /// Whether nothing speaks against a pair: one of the edges that are left, or a photo without position and
+  /// time.
   [[nodiscard]] bool IsPossible(std::size_t p, std::size_t r) const {
     if (IsFreeOfEvidence(p)) {
       return true;
@@ -598,7 +601,8 @@ class Matcher {
     return order;
   }
 
-  /// What is open, by the order between tied neighbours, where the tied photos come in the order of their records.
+  /// What is open, by the order between tied neighbours, where the tied photos come in the order of their
+  /// records.
   void TieOpenByOrder() {
     const std::vector<std::size_t> order = PhotosInOrder();
     std::vector<std::size_t> tied;
@@ -728,7 +732,7 @@ class Matcher {
     return records.size() > kMost ? words + ", ..." : words;
   }
 
-  // ---- Index and order ----------------------------------------------------------------------------------------------
+  // ---- Index and order ------------------------------------------------------------------------------------
 
   /// The pairs of one run of digits: photo and record.
   using Pairs = std::vector<std::pair<std::size_t, std::size_t>>;
@@ -841,7 +845,7 @@ class Matcher {
     }
   }
 
-  // ---- Results --------------------------------------------------------------------------------------------------
+  // ---- Results --------------------------------------------------------------------------------------------
 
   void Pair(std::size_t p, std::size_t r, Tie how) {
     record_of_[p] = r;

@@ -2,10 +2,11 @@
 //
 // Means, in order of trust; docs/photos.md has them at length:
 //   name      the log names the photos
-//   position  a photo's own position lies at one record and clearly at no other; with times on both sides, the time has
-//             to agree too, after the one constant offset between the two clocks that most pairs have in common. What
-//             that leaves open (photos taken at one place) is settled by the index in the file name, where the pairs
-//             found so far have a constant difference, then by the order between neighbours
+//   position  a photo's own position lies at one record and clearly at no other; with times on both sides, the
+//             time has to agree too, after the one constant offset between the two clocks that most pairs have in
+//             common. What that leaves open (photos taken at one place) is settled by the index in the file
+//             name, where the pairs found so far have a constant difference, then by the order between
+//             neighbours
 //   index     a number in the file name is the index of a record
 //   order     there are as many photos as records
 //
@@ -64,13 +65,13 @@ enum class TieBy { kAny, kName, kPosition, kIndex, kOrder };
 struct MatchOptions {
   TieBy by = TieBy::kAny;
 
-  /// How far a photo's position may lie from its record's, in metres. Where it is not given: half of the median
-  /// distance between records, from 0.5 to 25 m, or less where the pairs agree better: eight times their median
-  /// distance, and at least 0.5 m.
+  /// How far a photo's position may lie from its record's, in metres. Where it is not given: half of the
+  /// median distance between records, from 0.5 to 25 m, or less where the pairs agree better: eight times
+  /// their median distance, and at least 0.5 m.
   std::optional<double> distance;
 
-  /// How far times may differ, in seconds, once the clocks agree. Where it is not given: half of the median interval
-  /// between records, from 0.75 to 5 s.
+  /// How far times may differ, in seconds, once the clocks agree. Where it is not given: half of the median
+  /// interval between records, from 0.75 to 5 s.
   std::optional<double> seconds;
 
   /// Whether ambiguous photos are left out, each with its reason, where otherwise the match is refused.

@@ -37,7 +37,7 @@ constexpr const char* kHowToSettle =
     "see the table that --report FILE.csv writes; --tie says by what to tie, --leave-ambiguous leaves such "
     "photos out";
 
-// ---- Reading ------------------------------------------------------------------------------------------------------
+// ---- Reading ----------------------------------------------------------------------------------------------
 
 /// What of many things is told one by one.
 class Notes {
@@ -116,7 +116,7 @@ std::vector<MatchPhoto> MatchPhotosOf(const std::vector<PhotoMetadata>& photos) 
   return made;
 }
 
-// ---- Decisions ----------------------------------------------------------------------------------------------------
+// ---- Decisions --------------------------------------------------------------------------------------------
 
 std::string Rounded(const std::optional<double>& value) {
   return value ? TextOf(*value, 2) : std::string();
@@ -215,7 +215,7 @@ Match Matched(const std::vector<MatchRecord>& records, const std::vector<std::st
   return match;
 }
 
-// ---- Names, cameras, strips -----------------------------------------------------------------------------------------
+// ---- Names, cameras, strips -------------------------------------------------------------------------------
 
 /// The path of a photo as a project at `project` keeps it: relative to its folder where it lies below it.
 std::string StoredPath(const std::string& photo, const std::string& project) {
@@ -246,8 +246,8 @@ std::string CameraName(const PhotoMetadata& photo) {
   return photo.model.empty() ? photo.make : photo.make + " " + photo.model;
 }
 
-/// One camera for each make, model, size and focal length among `used`; the one with most photos first, which is
-/// camera 0, to which a flight's images refer.
+/// One camera for each make, model, size and focal length among `used`; the one with most photos first, which
+/// is camera 0, to which a flight's images refer.
 std::map<CameraKey, int> AddCameras(const std::vector<const PhotoMetadata*>& used,
                                     qvfd::CameraInfoSet& cameras, Report& report) {
   std::map<CameraKey, std::vector<const PhotoMetadata*>> kinds;
@@ -317,7 +317,7 @@ std::size_t AssignStrips(qvfd::ImageInfoSet& images) {
   return std::set<int>(strips.begin(), strips.end()).size();
 }
 
-// ---- Projects of photos -----------------------------------------------------------------------------------------------
+// ---- Projects of photos -----------------------------------------------------------------------------------
 
 /// The log, of whichever form. "geo.txt" has its form by its name, as OpenDroneMap has it.
 PositionLog LogOf(const PhotoProjectOptions& options, std::string& system) {
@@ -345,8 +345,8 @@ PositionLog LogOf(const PhotoProjectOptions& options, std::string& system) {
   return log;
 }
 
-/// What the numbers of a log are: of the system that it or --crs names. Where the log has longitudes and latitudes, a
-/// projected --crs is the project's alone.
+/// What the numbers of a log are: of the system that it or --crs names. Where the log has longitudes and
+/// latitudes, a projected --crs is the project's alone.
 FileCoordinates CoordinatesOf(const PhotoProjectOptions& options, const PositionLog& log,
                               const std::string& system) {
   if (!system.empty()) {

@@ -22,12 +22,13 @@ struct PhotoOptions {
   std::optional<std::string> report;
 };
 
-/// Ties photos to the images of a flight, which have positions and ids and nothing else: gives those that were tied name,
-/// path, camera and strip. Cameras are made, one for each make, model, size and focal length, only where the project has
-/// none. Images without a photo get a strip and keep the rest; photos without an image are left out.
+/// Ties photos to the images of a flight, which have positions and ids and nothing else: gives those that
+/// were tied name, path, camera and strip. Cameras are made, one for each make, model, size and focal length,
+/// only where the project has none. Images without a photo get a strip and keep the rest; photos without an
+/// image are left out.
 ///
-/// Throws `Failure` when there are no photos, or the match is refused; the project is then as it was. The report's
-/// `decisions` say what was decided of every photo and image.
+/// Throws `Failure` when there are no photos, or the match is refused; the project is then as it was. The
+/// report's `decisions` say what was decided of every photo and image.
 Report AddPhotos(const PhotoOptions& options, qvprj::QvProject& project);
 
 struct PhotoProjectOptions {
@@ -38,13 +39,14 @@ struct PhotoProjectOptions {
   /// Used in place of cameras made of the photos, where there are any: all images refer to the first.
   std::vector<qvfd::CameraInfo> cameras;
 
-  /// The coordinate system of the project, and of the numbers in the log; where the log has longitudes and latitudes and
-  /// this is a projected system, of the project alone.
+  /// The coordinate system of the project, and of the numbers in the log; where the log has longitudes and
+  /// latitudes and this is a projected system, of the project alone.
   std::optional<std::string> crs;
 };
 
-/// Makes a project of photos, in place of the cameras and images that it has. Ids count from 1 in the order in which the
-/// photos were taken. Without a log, photos without a position are left out. With one, photos that it has no row for.
+/// Makes a project of photos, in place of the cameras and images that it has. Ids count from 1 in the order
+/// in which the photos were taken. Without a log, photos without a position are left out. With one, photos
+/// that it has no row for.
 ///
 /// Throws `Failure` as `AddPhotos`, when the log cannot be read, or a position cannot be converted.
 Report ImportPhotos(const PhotoProjectOptions& options, qvprj::QvProject& project);

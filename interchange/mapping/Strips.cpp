@@ -84,7 +84,8 @@ std::vector<Run> Runs(const std::vector<PlanePoint>& positions) {
   return runs;
 }
 
-/// How far a position lies from the line through the ends of a run, counted along the line too where it lies beyond.
+/// How far a position lies from the line through the ends of a run, counted along the line too where it lies
+/// beyond.
 double Distance(const std::vector<PlanePoint>& positions, const Run& run, std::size_t i) {
   const PlanePoint& a = positions[run.first];
   const PlanePoint& b = positions[run.last];
@@ -108,7 +109,8 @@ std::vector<int> StripsOf(const std::vector<PlanePoint>& positions) {
   if (kept.empty()) {
     return strips;
   }
-  // Positions between two strips go to one of them; from the turn on, all to the later one, so that strips are whole.
+  // Positions between two strips go to one of them; from the turn on, all to the later one, so that strips
+  // are whole.
   std::size_t begin = 0;
   for (std::size_t k = 0; k < kept.size(); ++k) {
     std::size_t end = positions.size();

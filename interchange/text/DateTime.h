@@ -14,15 +14,16 @@ struct DateTime {
   friend bool operator==(const DateTime&, const DateTime&) = default;
 };
 
-/// "2014-10-19 13:20:51.25", with "T" for the blank, with ":", "/" or "." in the date, with "Z" or a zone such as
-/// "+02:00" behind it; seconds may be missing. None for anything else, such as a date that does not exist.
+/// "2014-10-19 13:20:51.25", with "T" for the blank, with ":", "/" or "." in the date, with "Z" or a zone
+/// such as "+02:00" behind it; seconds may be missing. None for anything else, such as a date that does not
+/// exist.
 [[nodiscard]] std::optional<DateTime> DateTimeOf(std::string_view text);
 
 /// The seconds of "+02:00", "-0330" or "Z".
 [[nodiscard]] std::optional<double> ZoneOf(std::string_view text);
 
-/// UTC in seconds since 1970, of a GPS week (from 1980-01-06) and the seconds in it. Leap seconds are those announced
-/// up to 2017, which are all there are until at least 2026.
+/// UTC in seconds since 1970, of a GPS week (from 1980-01-06) and the seconds in it. Leap seconds are those
+/// announced up to 2017, which are all there are until at least 2026.
 [[nodiscard]] double UtcOfGps(double week, double secondsOfWeek);
 
 /// "2014-10-19 13:20:51", without fractions.

@@ -32,7 +32,8 @@ void Place(MadePhoto& photo, double longitude, double latitude, std::optional<do
 /// Writes the photo.
 void Make(const std::string& path, const MadePhoto& photo);
 
-/// The bytes of a JPEG without metadata: frame header, scan header, no more than a tool that reads headers looks at.
+/// The bytes of a JPEG without metadata: frame header, scan header, no more than a tool that reads headers
+/// looks at.
 std::string JpegOf(int width, int height);
 
 }  // namespace photos_test

@@ -19,7 +19,8 @@ namespace {
 
 constexpr double kMetre = 1.0 / 111'200.0;  // in degrees of latitude
 
-/// A flight to and fro, 20 m and 2 s from exposure to exposure, ids from 101, and its photos: IMG_0101.jpg and so on.
+/// A flight to and fro, 20 m and 2 s from exposure to exposure, ids from 101, and its photos: IMG_0101.jpg
+/// and so on.
 struct Flight {
   std::vector<MatchRecord> records;
   std::vector<MatchPhoto> photos;
@@ -407,7 +408,8 @@ TEST(PhotoMatch, OfRealFlightsIsWhatItWas) {
     ForgetTimes(flight);
     ExpectTruth(flight, MatchPhotos(flight.records, flight.photos, {}));
 
-    // Every seventh photo is lost, none of the two that one flight took at one place, and the names count from 1.
+    // Every seventh photo is lost, none of the two that one flight took at one place, and the names count
+    // from 1.
     Flight part = RealFlight(set);
     for (std::size_t i = part.photos.size(); i-- > 0;) {
       part.photos[i].name = "P" + std::to_string(i + 1) + ".jpg";
