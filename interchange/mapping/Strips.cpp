@@ -84,6 +84,31 @@ std::vector<Run> Runs(const std::vector<PlanePoint>& positions) {
   return runs;
 }
 
+/// Joins runs that are one line after all: a long turn bends the mean course, so that the line behind it
+/// seems to turn once more. Their ends have to point one way, and the leg between them not to leave the last
+/// ones of the first.
+std::vector<Run> Joined(const std::vector<PlanePoint>& positions, const std::vector<Run>& runs) {
+  constexpr double kOneWay = 60.0 * std::numbers::pi / 180.0;
+  const auto chord = [&](std::size_t from, std::size_t to) {
+    return PlanePoint{positions[to].x - positions[from].x, positions[to].y - positions[from].y};
+  };
+  std::vector<Run> joined;
+  for (const Run& run : runs) {
+    if (!joined.empty() && joined.back().Size() >= kShortest && run.Size() >= kShortest) {
+      Run& last = joined.back();
+      const PlanePoint leg = chord(last.last, run.first);
+      if (Angle(chord(last.first, last.last), chord(run.first, run.last)) < kOneWay &&
+          Angle(chord(last.last - 2, last.last), leg) < kTurn &&
+          Angle(leg, chord(run.first, run.first + 2)) < kTurn) {
+        last.last = run.last;
+        continue;
+      }
+    }
+    joined.push_back(run);
+  }
+  return joined;
+}
+
 /// How far a position lies from the line through the ends of a run, counted along the line too where it lies
 /// beyond.
 double Distance(const std::vector<PlanePoint>& positions, const Run& run, std::size_t i) {
@@ -102,7 +127,7 @@ std::vector<int> StripsOf(const std::vector<PlanePoint>& positions) {
   if (positions.size() < 2) {
     return strips;
   }
-  const std::vector<Run> runs = Runs(positions);
+  const std::vector<Run> runs = Joined(positions, Runs(positions));
   std::vector<Run> kept;
   std::copy_if(runs.begin(), runs.end(), std::back_inserter(kept),
                [](const Run& run) { return run.Size() >= kShortest; });
