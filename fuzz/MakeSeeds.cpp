@@ -8,10 +8,12 @@
 
 #include "Target.h"
 #include "contracts/qvfd/ContainerForge.h"
+#include "qvprj/check/ProjectCheck.h"
 #include "qvprj/project/QvProject.h"
 #include "support/Folder.h"
 #include "support/ProjectBuilder.h"
 #include "support/ProjectBytes.h"
+#include "support/ProjectSql.h"
 #include "support/Sql.h"
 
 namespace {
@@ -192,6 +194,54 @@ void MakeProjects(const std::string& root) {
   corpus.Add("nothing", {});
 }
 
+/// A sound project in pages as small as can be, and what damage makes of it.
+void MakeDamaged(const std::string& root) {
+  const Corpus corpus(root, "recover");
+  const fuzz::Folder& folder = fuzz::EmptyFolder();
+  const std::string path = folder.File("p.db");
+  support::ProjectShape shape = Small();
+  shape.images = 12;
+  fuzz::Require(support::BuildProject(shape).Save(path), "a small project is saved");
+  const Bytes tracks = fuzz::ReadFile(folder.File("p.gb"));
+  std::vector<std::string> statements = {"PRAGMA page_size = 512", "ATTACH " + fuzz::Literal(path) + " AS p"};
+  for (const std::string& table : {support::kProjectTable, support::kCameraTable, support::kImageTable,
+                                   support::kGcpTable, support::kCpTable}) {
+    statements.push_back(table);
+  }
+  for (const char* const table : {"data_project", "data_camera", "data_image", "data_gcp", "data_cp"}) {
+    statements.push_back(std::string("INSERT INTO main.") + table + " SELECT * FROM p." + table);
+  }
+  Bytes sound = fuzz::DatabaseOf(statements);
+  const Bytes saved = fuzz::ReadFile(path);
+  std::copy_n(saved.begin() + 60, 4, sound.begin() + 60);  // the stamp of the save
+  fuzz::WriteFile(path, sound);
+  qvprj::ProjectReport report;
+  fuzz::Require(qvprj::CheckProject(path, report) && report.IsSound(), "the small project is sound");
+  corpus.Add("sound", WithTrackFile(tracks, sound));
+
+  const auto addDamaged = [&](const std::string& name, const auto& damage) {
+    Bytes damaged = sound;
+    damage(damaged);
+    corpus.Add(name, WithTrackFile(tracks, damaged));
+  };
+  constexpr std::size_t kPage = 512;
+  const auto zero = [](Bytes& bytes, std::size_t at, std::size_t length) {
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), length, std::uint8_t{0});
+  };
+  const auto rootOfImages = static_cast<std::size_t>(
+      fuzz::IntegerOf(sound, "SELECT rootpage FROM sqlite_master WHERE name = 'data_image'").value_or(0));
+  fuzz::Require(rootOfImages > 1 && sound[(rootOfImages - 1) * kPage] == 5, "the images have an inner page");
+  addDamaged("no-header", [&](Bytes& bytes) { zero(bytes, 0, 100); });
+  addDamaged("no-first-page", [&](Bytes& bytes) { zero(bytes, 0, kPage); });
+  addDamaged("no-root", [&](Bytes& bytes) { zero(bytes, (rootOfImages - 1) * kPage, kPage); });
+  addDamaged("no-end", [&](Bytes& bytes) { bytes.resize(bytes.size() * 2 / 3); });
+  addDamaged("free-page", [&](Bytes& bytes) { bytes[35] = 9; });
+  for (const auto& [mode, suffix, kind] :
+       {std::tuple{"WAL", "-wal", 0x4000U}, std::tuple{"PERSIST", "-journal", 0x8000U}}) {
+    corpus.Add(mode, LeftUnfinished(mode, suffix, kind));
+  }
+}
+
 /// Any choices, and those that make an endless view of the table of images.
 void MakeOddProjects(const std::string& root) {
   const Corpus corpus(root, "project_odd");
@@ -259,6 +309,7 @@ int main(int argc, char** argv) {
   MakeContainers(root);
   MakeBlobs(root);
   MakeProjects(root);
+  MakeDamaged(root);
   MakeOddProjects(root);
   MakeFlights(root);
   MakeTexts(root);

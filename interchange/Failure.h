@@ -7,9 +7,9 @@
 
 namespace interchange {
 
-/// What is wrong with `subject` (a file, or an option) and what to do about it. Reading a file that is damaged or
-/// means nothing, and refusing a conversion that would be wrong, end with it; what was to be made is then as it
-/// was.
+/// What is wrong with `subject` (a file, or an option) and what to do about it. Reading a file that is
+/// damaged or means nothing, and refusing a conversion that would be wrong, end with it; what was to be made
+/// is then as it was.
 class Failure : public std::runtime_error {
  public:
   Failure(std::string subject, std::string problem, std::string remedy)

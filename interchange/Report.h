@@ -25,10 +25,11 @@ struct DecisionTable {
   std::vector<std::vector<std::string>> rows;
 };
 
-/// The report of one import or export. Texts are in the narrow encoding of the paths and names that were read.
+/// The report of one import or export. Texts are in the narrow encoding of the paths and names that were
+/// read.
 struct Report {
-  /// The convention used for each of "angles", "axes", "heights", "positions" and "pixel origin", as far as the
-  /// conversion meets it.
+  /// The convention used for each of "angles", "axes", "heights", "positions" and "pixel origin", as far as
+  /// the conversion meets it.
   std::vector<std::pair<std::string, std::string>> conventions;
 
   std::vector<std::pair<std::string, std::size_t>> read;     ///< counts, such as "images"

@@ -5,6 +5,7 @@
 #include "commands/Copy.h"
 #include "commands/Crs.h"
 #include "commands/Export.h"
+#include "commands/Gcp.h"
 #include "commands/Import.h"
 #include "commands/Info.h"
 #include "commands/Missions.h"
@@ -19,5 +20,5 @@ int main(int argc, char** argv) {
   return qvapp::RunProcess(
       argc, argv,
       {qvapp::AddMissions, qvapp::AddImport, qvapp::AddInfo, qvapp::AddCheck, qvapp::AddSet, qvapp::AddCrs,
-       qvapp::AddTransform, qvapp::AddExport, qvapp::AddCopy, qvapp::AddRecover});
+       qvapp::AddTransform, qvapp::AddExport, qvapp::AddGcp, qvapp::AddCopy, qvapp::AddRecover});
 }

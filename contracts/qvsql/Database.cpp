@@ -855,6 +855,14 @@ bool Database::OpenDamaged(std::string path) {
       // The engine finishes in the copy what was begun, as far as it can.
       static_cast<void>(Run(Connect(place, Access::kWrite).get(), "PRAGMA schema_version"));
     }
+    // The engine would take a page that is cut for one that goes on with zeros, and find rows of them.
+    if (const std::uintmax_t whole = LengthOfWholePages(place); whole > 0) {
+      const bool isCopied = connection->copy || connection->copy.emplace().Make(path);
+      if (!isCopied || !connection->copy->CutTo(whole)) {
+        return false;
+      }
+      place = connection->copy->Path();
+    }
     connection->engine = Connect(place, Access::kReadDamaged);
     if (!connection->engine) {
       return false;

@@ -74,7 +74,8 @@ class QVSQL_API Database {
   /// Opens a database file that may be damaged, in place of one that is open, for reading what is left of it:
   /// also one that is shorter than it says, which `Open` refuses. What a statement cannot reach ends it with
   /// false after the rows before it. The file is read as it stands, without locks; one that was left behind
-  /// in the middle of a write through a temporary copy. Nothing can be written: what would write is false.
+  /// in the middle of a write, or that ends in the middle of a page, which is left out, through a temporary
+  /// copy. Nothing can be written: what would write is false.
   [[nodiscard]] bool OpenDamaged(std::string path);
 
   /// Creates a new database file and leaves it open. False, and nothing changed, when something is at `path`

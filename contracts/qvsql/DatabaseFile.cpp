@@ -74,10 +74,16 @@ bool IsRegularFile(const std::string& path) {
 #endif
 }
 
+std::uint32_t PageSizeOf(const HeaderBytes& header) {
+  constexpr std::uint32_t kLargest = 65536;  // which does not fit: 1 stands for it
+  const std::uint32_t pageSize = header[16] * 256U + header[17];
+  return pageSize == 1 ? kLargest : pageSize;
+}
+
 bool IsDatabaseHeader(const HeaderBytes& header) {
   const std::string_view text(reinterpret_cast<const char*>(header.data()), header.size());
-  const std::uint32_t pageSize = header[16] * 256U + header[17];
-  const bool pageSizeHolds = pageSize == 1 || (std::has_single_bit(pageSize) && pageSize >= 512);
+  const std::uint32_t pageSize = PageSizeOf(header);
+  const bool pageSizeHolds = std::has_single_bit(pageSize) && pageSize >= 512;
   return text.substr(0, kMagic.size()) == kMagic && pageSizeHolds;
 }
 
@@ -161,6 +167,17 @@ bool BeginsAsDatabase(const std::string& path) noexcept {
                     [](char magic, unsigned char byte) { return static_cast<unsigned char>(magic) == byte; });
 }
 
+std::uintmax_t LengthOfWholePages(const std::string& path) {
+  HeaderBytes header{};
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  if (error || !ReadStart(path, header) || !IsDatabaseHeader(header)) {
+    return 0;
+  }
+  const std::uintmax_t cut = size % PageSizeOf(header);
+  return cut == 0 ? 0 : size - cut;
+}
+
 NewFile::NewFile(const std::string& path) noexcept : path_(path) {
   std::FILE* const file = NamesFile(path) ? std::fopen(path.c_str(), "wbx") : nullptr;
   if (file != nullptr) {
@@ -223,6 +240,12 @@ bool TemporaryCopy::Make(const std::string& path) {
     }
   }
   return false;
+}
+
+bool TemporaryCopy::CutTo(std::uintmax_t length) const {
+  std::error_code error;
+  fs::resize_file(Path(), length, error);
+  return !error;
 }
 
 std::string TemporaryCopy::Path() const {

@@ -1,6 +1,7 @@
 // What can be known and done about a database file before and beside the engine. Private: not installed.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -20,6 +21,10 @@ enum class FileState {
 /// Whether a file, which is known to be a regular one, begins as a database does. One look at its first
 /// bytes.
 [[nodiscard]] bool BeginsAsDatabase(const std::string& path) noexcept;
+
+/// The length of a database file without a last page that is not whole, by what its header says of pages; 0 where
+/// all of its pages are whole, or none is. Of the file at `path` it is known to be one.
+[[nodiscard]] std::uintmax_t LengthOfWholePages(const std::string& path);
 
 /// A new, empty file at `path`, which has to outlive the object; gone with the object unless it is kept.
 class NewFile {
@@ -53,6 +58,9 @@ class TemporaryCopy {
   /// Copies the database at `path`. False when it cannot be copied whole, for one because somebody is writing
   /// to it.
   [[nodiscard]] bool Make(const std::string& path);
+
+  /// Cuts the copy of the database itself to this length.
+  [[nodiscard]] bool CutTo(std::uintmax_t length) const;
 
   /// The database in the copy.
   [[nodiscard]] std::string Path() const;

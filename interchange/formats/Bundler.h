@@ -1,7 +1,7 @@
 // Bundler's output, version 0.3, as its manual describes it (README.md).
 //
-// Camera axes are x right, y up, the camera looking down -z: R X + t. Image positions count from the middle of the image,
-// x right, y up, in pixels.
+// Camera axes are x right, y up, the camera looking down -z: R X + t. Image positions count from the middle
+// of the image, x right, y up, in pixels.
 #pragma once
 
 #include <array>
@@ -38,8 +38,8 @@ struct Bundle {
   std::vector<BundlerPoint> points;
 };
 
-/// Writes bundle.out and list.txt into a folder, which is made. Returns their paths. Throws `Failure` when one cannot be
-/// written.
+/// Writes bundle.out and list.txt into a folder, which is made. Returns their paths. Throws `Failure` when
+/// one cannot be written.
 std::vector<std::string> WriteBundle(const std::string& folder, const Bundle& bundle);
 
 }  // namespace interchange

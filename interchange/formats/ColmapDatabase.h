@@ -38,8 +38,8 @@ struct ColmapDatabase {
 /// Reads a database of any release. Throws `Failure` when it is none or damaged.
 [[nodiscard]] ColmapDatabase ReadColmapDatabase(const std::string& path);
 
-/// Writes a new database. Throws `Failure` when something is at `path` already, or it cannot be written; nothing is left
-/// then.
+/// Writes a new database. Throws `Failure` when something is at `path` already, or it cannot be written;
+/// nothing is left then.
 void WriteColmapDatabase(const std::string& path, const ColmapDatabase& database);
 
 }  // namespace interchange

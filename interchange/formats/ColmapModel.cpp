@@ -24,7 +24,8 @@ constexpr std::array kModels = {
     ColmapCameraModel{10, "THIN_PRISM_FISHEYE", "fx fy cx cy k1 k2 p1 p2 k3 k4 sx1 sy1", 12},
 };
 
-// ---- binary ------------------------------------------------------------------------------------------------
+// ---- binary
+// ------------------------------------------------------------------------------------------------
 
 std::vector<ColmapCamera> ReadBinaryCameras(const std::string& path) {
   const std::string bytes = ReadWholeFile(path);
@@ -154,7 +155,8 @@ std::string BinaryPoints(const ColmapModel& model) {
   return bytes;
 }
 
-// ---- text --------------------------------------------------------------------------------------------------
+// ---- text
+// --------------------------------------------------------------------------------------------------
 
 /// The words of a line, read one after the other.
 class WordCursor {

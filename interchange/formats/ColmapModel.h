@@ -1,9 +1,11 @@
-// COLMAP's sparse model: three files in a folder, binary or text, as its manual describes them (doc/format.rst).
+// COLMAP's sparse model: three files in a folder, binary or text, as its manual describes them
+// (doc/format.rst).
 //
 //   cameras.bin   u64 count; each: u32 id, i32 model, u64 width, u64 height, f64 parameters
-//   images.bin    u64 count; each: u32 id, f64 qw qx qy qz tx ty tz (world to camera), u32 camera, name and NUL,
+//   images.bin    u64 count; each: u32 id, f64 qw qx qy qz tx ty tz (world to camera), u32 camera, name, NUL,
 //                 u64 points; each: f64 x, f64 y, u64 id of the point in space
-//   points3D.bin  u64 count; each: u64 id, f64 x y z, u8 r g b, f64 error, u64 length; each: u32 image, u32 point
+//   points3D.bin  u64 count; each: u64 id, f64 x y z, u8 r g b, f64 error, u64 length; each: u32 image,
+//                 u32 point
 //
 // Pixels count from the corner of the image: the middle of the first pixel is (0.5, 0.5).
 #pragma once
@@ -82,12 +84,13 @@ struct ColmapModel {
   std::vector<ColmapPoint> points;
 };
 
-/// Reads the model in a folder: the binary files where they are there, otherwise the text files. Throws `Failure`
-/// when neither are there or one is damaged. What refers to something that is not there is not looked for.
+/// Reads the model in a folder: the binary files where they are there, otherwise the text files. Throws
+/// `Failure` when neither are there or one is damaged. What refers to something that is not there is not
+/// looked for.
 [[nodiscard]] ColmapModel ReadColmapModel(const std::string& folder);
 
-/// Writes the three files of a model into a folder, which is made. Throws `Failure` when one cannot be written; in
-/// text also when a name has a blank: readers would cut it there. Returns their paths.
+/// Writes the three files of a model into a folder, which is made. Throws `Failure` when one cannot be
+/// written; in text also when a name has a blank: readers would cut it there. Returns their paths.
 std::vector<std::string> WriteColmapBinary(const std::string& folder, const ColmapModel& model);
 std::vector<std::string> WriteColmapText(const std::string& folder, const ColmapModel& model);
 

@@ -39,8 +39,8 @@ struct GroundPointTable {
   bool latitude_first = false;  ///< whether the first line names latitude, or northing, before the other
 };
 
-/// `columns` are names as above, in the order of the file, separated by commas; empty where its first line has them.
-/// Throws `Failure` for a column that is missing or not known, and for a line that is none.
+/// `columns` are names as above, in the order of the file, separated by commas; empty where its first line
+/// has them. Throws `Failure` for a column that is missing or not known, and for a line that is none.
 [[nodiscard]] GroundPointTable ReadGroundPointTable(const std::string& path, const std::string& columns);
 
 /// Writes name, x, y, z, role, type, enabled, image, column, row.

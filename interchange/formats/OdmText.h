@@ -1,5 +1,5 @@
-// OpenDroneMap's geo.txt and gcp_list.txt, as its manual describes them (source/map-accuracy.rst). The first line of both
-// names the coordinate system; easting or longitude comes first.
+// OpenDroneMap's geo.txt and gcp_list.txt, as its manual describes them (source/map-accuracy.rst). The first
+// line of both names the coordinate system; easting or longitude comes first.
 //
 //   geo.txt       name x y [z] [yaw pitch roll] [horizontal accuracy, vertical accuracy]; degrees and metres
 //   gcp_list.txt  x y z column row image [name of the point]

@@ -1,9 +1,10 @@
-// OpenSfM's reconstruction.json and tracks.csv, as its manual and sources describe them (doc/source/dataset.rst,
-// opensfm/io.py).
+// OpenSfM's reconstruction.json and tracks.csv, as its manual and sources describe them
+// (doc/source/dataset.rst, opensfm/io.py).
 //
-// The world is topocentric: metres east, north and up of "reference_lla", heights above the ellipsoid. A shot's rotation
-// (axis times angle) and translation go from the world to the camera: x right, y down, z forward. Image positions are
-// normalised: from the middle of the image, divided by the larger of width and height.
+// The world is topocentric: metres east, north and up of "reference_lla", heights above the ellipsoid. A
+// shot's rotation (axis times angle) and translation go from the world to the camera: x right, y down, z
+// forward. Image positions are normalised: from the middle of the image, divided by the larger of width and
+// height.
 #pragma once
 
 #include <array>
@@ -18,8 +19,8 @@
 
 namespace interchange {
 
-/// A camera as it stands in the file. `focal_x`, `focal_y` and the principal point are divided by the larger of width
-/// and height; the principal point counts from the middle of the image.
+/// A camera as it stands in the file. `focal_x`, `focal_y` and the principal point are divided by the larger
+/// of width and height; the principal point counts from the middle of the image.
 struct OpenSfmCamera {
   std::string name;
   std::string projection = "brown";  ///< "perspective", "brown", "simple_radial" or "radial"
@@ -68,8 +69,8 @@ struct OpenSfmObservation {
   double y = 0.0;
 };
 
-/// The largest reconstruction of a file. Throws `Failure` when it is damaged, or a camera has a projection that is not
-/// among those above.
+/// The largest reconstruction of a file. Throws `Failure` when it is damaged, or a camera has a projection
+/// that is not among those above.
 [[nodiscard]] OpenSfmReconstruction ReadOpenSfmReconstruction(const std::string& path);
 void WriteOpenSfmReconstruction(const std::string& path, const OpenSfmReconstruction& reconstruction);
 

@@ -1,7 +1,7 @@
 // Texts with one image a line: its position and its angles.
 //
 //   omega, phi, kappa   "name X Y Z Omega Phi Kappa", blanks between, degrees; remarks begin with #
-//   yaw, pitch, roll    a table with the first line "name,c1,c2,z,yaw,pitch,roll", and accH, accV where they are known
+//   yaw, pitch, roll    a table with the first line "name,c1,c2,z,yaw,pitch,roll", and accH, accV where known
 #pragma once
 
 #include <optional>
@@ -10,7 +10,8 @@
 
 namespace interchange {
 
-/// One line: coordinates as they stand in the file, angles in degrees (omega, phi, kappa or yaw, pitch, roll).
+/// One line: coordinates as they stand in the file, angles in degrees (omega, phi, kappa or yaw, pitch,
+/// roll).
 struct OrientationLine {
   std::string name;
   double x = 0.0;
@@ -22,13 +23,13 @@ struct OrientationLine {
   std::optional<double> vertical_accuracy;
 };
 
-/// Reads omega, phi, kappa: names may hold blanks, for the six numbers are the last of a line. Throws `Failure` for a line
-/// that is none.
+/// Reads omega, phi, kappa: names may hold blanks, for the six numbers are the last of a line. Throws
+/// `Failure` for a line that is none.
 [[nodiscard]] std::vector<OrientationLine> ReadOpkText(const std::string& path);
 void WriteOpkText(const std::string& path, const std::vector<OrientationLine>& lines);
 
-/// Reads yaw, pitch, roll: separated by commas, semicolons, tabs or blanks, with or without the first line. A position
-/// without angles is one, too. Throws `Failure` for a line that is none.
+/// Reads yaw, pitch, roll: separated by commas, semicolons, tabs or blanks, with or without the first line. A
+/// position without angles is one, too. Throws `Failure` for a line that is none.
 [[nodiscard]] std::vector<OrientationLine> ReadYprText(const std::string& path);
 void WriteYprText(const std::string& path, const std::vector<OrientationLine>& lines);
 

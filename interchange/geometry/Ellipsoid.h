@@ -20,8 +20,8 @@ struct Geodetic {
 /// The inverse, good to better than a nanometre within 10,000 km of the surface.
 [[nodiscard]] Geodetic GeodeticOf(const Vector3& earthCentred);
 
-/// The rows are east, north and up at a position, in the Earth-centred frame: it takes Earth-centred directions to
-/// local ones.
+/// The rows are east, north and up at a position, in the Earth-centred frame: it takes Earth-centred
+/// directions to local ones.
 [[nodiscard]] Matrix3 LocalAxes(const Geodetic& position);
 
 /// The metres that one degree of latitude takes on the ellipsoid at a latitude in degrees.

@@ -94,10 +94,11 @@ Matrix3 MatrixOf(const Opk& angles) {
 }
 
 Opk OpkOf(const Matrix3& m) {
+  // Adding 0 makes -0 a 0, which is what people expect to read.
   if (std::fabs(m(0, 2)) >= 1.0 - kPole) {
-    return {0.0, Arcsine(m(0, 2)), std::atan2(m(1, 0), m(1, 1))};
+    return {0.0, Arcsine(m(0, 2)), std::atan2(m(1, 0), m(1, 1)) + 0.0};
   }
-  return {std::atan2(-m(1, 2), m(2, 2)), Arcsine(m(0, 2)), std::atan2(-m(0, 1), m(0, 0))};
+  return {std::atan2(-m(1, 2), m(2, 2)) + 0.0, Arcsine(m(0, 2)) + 0.0, std::atan2(-m(0, 1), m(0, 0)) + 0.0};
 }
 
 Matrix3 MatrixOf(const YawPitchRoll& angles) {
@@ -112,6 +113,7 @@ YawPitchRoll YawPitchRollOf(const Matrix3& m) {
   } else {
     angles = {std::atan2(n(1, 0), n(0, 0)), Arcsine(-n(2, 0)), std::atan2(n(2, 1), n(2, 2))};
   }
+  angles = {angles.yaw + 0.0, angles.pitch + 0.0, angles.roll + 0.0};
   if (angles.yaw < 0.0) {
     angles.yaw += 2.0 * std::numbers::pi;
   }

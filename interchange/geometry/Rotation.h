@@ -1,8 +1,8 @@
 // Rotations as the programs of the field write them, all through one matrix.
 //
-// The matrix M of an image takes its camera axes (x right, y up, z backward: out of the scene, towards the viewer) to
-// the axes of the world (east, north, up). docs/conventions.md derives each conversion, with an example that a test
-// recomputes. Angles are in radians.
+// The matrix M of an image takes its camera axes (x right, y up, z backward: out of the scene, towards the
+// viewer) to the axes of the world (east, north, up). docs/conventions.md derives each conversion, with an
+// example that a test recomputes. Angles are in radians.
 #pragma once
 
 #include <array>
@@ -55,12 +55,13 @@ struct Opk {
 
 [[nodiscard]] Matrix3 MatrixOf(const Opk& angles);
 
-/// phi from -pi/2 to pi/2. Where phi is +-pi/2 only one combination of omega and kappa is determined: omega is 0.
+/// phi from -pi/2 to pi/2. Where phi is +-pi/2 only one combination of omega and kappa is determined: omega
+/// is 0.
 [[nodiscard]] Opk OpkOf(const Matrix3& m);
 
-/// Yaw, pitch, roll of a camera whose image top points to the nose, in a local frame of east, north and up: yaw
-/// clockwise from north, pitch 0 where the camera looks straight down, nose up positive; roll right wing down
-/// positive. M = E Rz(yaw) Ry(pitch) Rx(roll) E, where E swaps x and y and negates z.
+/// Yaw, pitch, roll of a camera whose image top points to the nose, in a local frame of east, north and up:
+/// yaw clockwise from north, pitch 0 where the camera looks straight down, nose up positive; roll right wing
+/// down positive. M = E Rz(yaw) Ry(pitch) Rx(roll) E, where E swaps x and y and negates z.
 struct YawPitchRoll {
   double yaw = 0.0;
   double pitch = 0.0;

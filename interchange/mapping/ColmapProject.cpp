@@ -21,7 +21,8 @@ constexpr double kRounding = 1e-12;
 /// COLMAP's ids of images are below that.
 constexpr std::uint32_t kIdLimit = 2'147'483'647;
 
-// ---- ids ---------------------------------------------------------------------------------------------------
+// ---- ids
+// ---------------------------------------------------------------------------------------------------
 
 /// New ids for the ids of a project: the same where all are above 0, otherwise 1, 2, 3 and so on.
 template <class Elements>
@@ -44,8 +45,8 @@ std::vector<RenumberedId> Changed(const std::vector<RenumberedId>& ids) {
   return changed;
 }
 
-/// Project ids for foreign ones: those that the file beside the import keeps for all of them; otherwise the same where
-/// they fit; otherwise 0, 1, 2 and so on.
+/// Project ids for foreign ones: those that the file beside the import keeps for all of them; otherwise the
+/// same where they fit; otherwise 0, 1, 2 and so on.
 std::vector<int> ProjectIds(const std::vector<std::uint32_t>& foreign,
                             const std::vector<RenumberedId>& kept) {
   std::unordered_map<std::uint64_t, std::uint64_t> known;
@@ -104,7 +105,8 @@ std::unordered_map<std::uint32_t, std::size_t> PositionsOf(const Elements& eleme
   return positions;
 }
 
-// ---- export ------------------------------------------------------------------------------------------------
+// ---- export
+// ------------------------------------------------------------------------------------------------
 
 std::vector<ColmapCamera> ColmapCameras(const Scene& scene, const std::vector<RenumberedId>& ids) {
   std::vector<ColmapCamera> cameras;
@@ -228,7 +230,8 @@ std::size_t Count(const ColmapMatches& matches) {
   return count;
 }
 
-// ---- import ------------------------------------------------------------------------------------------------
+// ---- import
+// ------------------------------------------------------------------------------------------------
 
 std::vector<SceneCamera> SceneCameras(const std::vector<ColmapCamera>& cameras, const std::vector<int>& ids) {
   std::vector<SceneCamera> made;
@@ -284,8 +287,8 @@ Scene SceneOfModel(const ColmapModel& model, const std::string& path, const std:
   return scene;
 }
 
-/// The matches of a database for the images of a project, by its ids of them; images that the project does not have are
-/// passed over.
+/// The matches of a database for the images of a project, by its ids of them; images that the project does
+/// not have are passed over.
 void TakeMatches(const ColmapDatabase& database, const std::unordered_map<std::uint32_t, int>& ids,
                  qvprj::QvProject& project, Report& report) {
   const ColmapMatches& from = database.verified.empty() ? database.matches : database.verified;

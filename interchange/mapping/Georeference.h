@@ -1,10 +1,11 @@
-// The file that goes beside what was exported and says how to get back: the frame, and the ids that were given anew.
+// The file that goes beside what was exported and says how to get back: the frame, and the ids that were
+// given anew.
 //
 //   {"frame": "grid", "crs": "EPSG:32650", "offset": [448000, 3500000, 0],
 //    "geoid_height": 12.5, "images": [{"here": 1, "project": 0}, ...], "cameras": [...]}
 //
-// "frame" is "grid", "topocentric" (with "reference": {"longitude", "latitude", "height"}) or "cartesian" (with
-// "offset"); "geoid_height" stands where one was used.
+// "frame" is "grid", "topocentric" (with "reference": {"longitude", "latitude", "height"}) or "cartesian"
+// (with "offset"); "geoid_height" stands where one was used.
 #pragma once
 
 #include <optional>

@@ -88,8 +88,8 @@ std::vector<FoundPoint> PointsOf(const GroundPointTable& table) {
   return points;
 }
 
-/// Images by what a file may call them: the name, the file name of the path; in any case, without the extension, where
-/// that is unique.
+/// Images by what a file may call them: the name, the file name of the path; in any case, without the
+/// extension, where that is unique.
 class ImageNames {
  public:
   explicit ImageNames(const qvfd::ImageInfoSet& images) {

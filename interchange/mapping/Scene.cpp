@@ -42,7 +42,8 @@ std::vector<SceneCamera> CamerasOf(const qvprj::QvProject& project, const SceneO
   return cameras;
 }
 
-/// Where each position stands among the points of an image. By the bits of both numbers, so that any are told apart.
+/// Where each position stands among the points of an image. By the bits of both numbers, so that any are told
+/// apart.
 using PlaceOfPixel = std::unordered_map<std::uint64_t, std::uint32_t>;
 
 std::uint64_t KeyOf(float x, float y) {
@@ -128,6 +129,27 @@ bool Stored(const Pixel& pixel, double shift, qvfd::Point2_T<float>& stored) {
   return static_cast<double>(stored.x) == pixel.x - shift && static_cast<double>(stored.y) == pixel.y - shift;
 }
 
+/// A grid is no plane of the globe: it stretches distances and leaves heights alone. Where a scene leaves it,
+/// its image points are no longer quite where its points in space say.
+void TellOfStretch(const Scene& scene, const ProjectFrame& frame, const WorldFrame& world,
+                   const qvfd::EOP& position, Report& report) {
+  constexpr double kNoticed = 0.05;
+  if (world.GetKind() != WorldFrame::Kind::kTopocentric || scene.points.empty()) {
+    return;
+  }
+  const double scale = frame.GridScaleAt(frame.PositionOf(position));
+  double pixels = 0.0;
+  for (const SceneCamera& camera : scene.cameras) {
+    pixels =
+        std::max(pixels, std::fabs(scale - 1.0) * std::max(camera.camera.width, camera.camera.height) / 2.0);
+  }
+  if (pixels > kNoticed) {
+    report.notes.push_back("the grid's scale is " + TextOf(scale, 6) +
+                           " here: outside of the grid image points are up to " + TextOf(pixels, 2) +
+                           " pixels beside where the tie points are seen");
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> UniqueNames(const qvfd::ImageInfoSet& images, Report& report) {
@@ -193,6 +215,7 @@ Scene SceneOf(qvprj::QvProject& project, const ProjectFrame& frame, const WorldF
   }
   AddTracks(project, frame, world, ShiftOf(options), scene);
 
+  TellOfStretch(scene, frame, world, frame.EopOf(*images.GetImage(0)), report);
   frame.Describe(project, report);
   report.Use("axes", world.Description());
   report.Use("pixel origin", Describe(options.pixel_origin));

@@ -1,5 +1,6 @@
-// A project as the programs of computer vision see one: pinhole cameras in pixels, poses in one metric frame, points in
-// space with the image points that show them. COLMAP, OpenSfM and Bundler are written from it and read into it.
+// A project as the programs of computer vision see one: pinhole cameras in pixels, poses in one metric frame,
+// points in space with the image points that show them. COLMAP, OpenSfM and Bundler are written from it and
+// read into it.
 #pragma once
 
 #include <cstdint>
@@ -56,27 +57,29 @@ struct Scene {
   std::vector<ScenePoint> points;
 };
 
-/// Names for the images of a project, in their order, no two the same: the name, or that of the file where there is
-/// none, or the id; with the id behind it where another image has it. Tells the report of those it made.
+/// Names for the images of a project, in their order, no two the same: the name, or that of the file where
+/// there is none, or the id; with the id behind it where another image has it. Tells the report of those it
+/// made.
 [[nodiscard]] std::vector<std::string> UniqueNames(const qvfd::ImageInfoSet& images, Report& report);
 
-/// The scene of a project in a frame. Throws `Failure` when the project has no images, when two have one id, when an
-/// image refers to a camera that is not there, or its position cannot be converted. Tells `report` what was taken for
-/// granted, read, and not carried. The project is not changed.
+/// The scene of a project in a frame. Throws `Failure` when the project has no images, when two have one id,
+/// when an image refers to a camera that is not there, or its position cannot be converted. Tells `report`
+/// what was taken for granted, read, and not carried. The project is not changed.
 [[nodiscard]] Scene SceneOf(qvprj::QvProject& project, const ProjectFrame& frame, const WorldFrame& world,
                             const SceneOptions& options, Report& report);
 
 /// What of a project no scene holds: as flown orientations, strips, ground control, matches, and so on.
 void TellWhatScenesLack(qvprj::QvProject& project, bool matchesToo, Report& report);
 
-/// Puts a scene in place of the cameras, images, features and tracks of a project, in the frame that its coordinate
-/// id has already. Both orientations of an image are its pose: as flown in navigation angles, adjusted in omega, phi,
-/// kappa. Images without a pose get zeros, which the report
-/// tells. Throws `Failure` when a position cannot be converted; the project is then as it was.
+/// Puts a scene in place of the cameras, images, features and tracks of a project, in the frame that its
+/// coordinate id has already. Both orientations of an image are its pose: as flown in navigation angles,
+/// adjusted in omega, phi, kappa. Images without a pose get zeros, which the report tells. Throws `Failure`
+/// when a position cannot be converted; the project is then as it was.
 void TakeScene(const Scene& scene, const ProjectFrame& frame, const WorldFrame& world,
                const SceneOptions& options, qvprj::QvProject& project, Report& report);
 
-/// The mean distance in pixels of a point's image points from where the cameras see it; none where it lies behind one.
+/// The mean distance in pixels of a point's image points from where the cameras see it; none where it lies
+/// behind one.
 [[nodiscard]] std::optional<double> ReprojectionError(const Scene& scene, const ScenePoint& point);
 
 }  // namespace interchange

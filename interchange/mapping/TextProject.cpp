@@ -18,7 +18,8 @@ namespace {
 
 constexpr double kDegree = std::numbers::pi / 180.0;
 
-/// The coordinates of the files that are written for a project: in the system that is asked for, its own, or degrees.
+/// The coordinates of the files that are written for a project: in the system that is asked for, its own, or
+/// degrees.
 FileCoordinates CoordinatesFor(const ProjectFrame& frame, const TextOptions& options) {
   if (options.crs) {
     return FileCoordinates::Of(*options.crs, "--crs", options.order);

@@ -1,4 +1,5 @@
-// The coordinates of a text file: of a system that its first line or the user names, in the order that it has them.
+// The coordinates of a text file: of a system that its first line or the user names, in the order that it has
+// them.
 #pragma once
 
 #include <memory>
@@ -25,8 +26,8 @@ class FileCoordinates {
   /// Degrees of WGS 84.
   [[nodiscard]] static FileCoordinates Degrees(AxisOrder order = AxisOrder::kEastNorth);
 
-  /// A system by what a file says of it: "EPSG:32650" or "32650", "WGS84 UTM 32N", a PROJ text or WKT. A geographic
-  /// system has degrees. Throws `Failure`, of `subject`, when it is not understood.
+  /// A system by what a file says of it: "EPSG:32650" or "32650", "WGS84 UTM 32N", a PROJ text or WKT. A
+  /// geographic system has degrees. Throws `Failure`, of `subject`, when it is not understood.
   [[nodiscard]] static FileCoordinates Of(const std::string& text, const std::string& subject,
                                           AxisOrder order = AxisOrder::kEastNorth);
 

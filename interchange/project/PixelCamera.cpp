@@ -15,8 +15,8 @@ bool IsPositive(double value) {
   return value > 0.0 && std::isfinite(value);
 }
 
-/// A sensor height for which `height` pixels give `fy` again: the quotients are rounded, and their inverse may be a
-/// neighbour.
+/// A sensor height for which `height` pixels give `fy` again: the quotients are rounded, and their inverse
+/// may be a neighbour.
 double SensorHeight(double focal, double height, double fy) {
   const double wanted = focal * height / fy;
   double up = wanted;

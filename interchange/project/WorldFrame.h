@@ -1,4 +1,5 @@
-// The frames in which other programs hold a scene, and how a project's positions and orientations come into them.
+// The frames in which other programs hold a scene, and how a project's positions and orientations come into
+// them.
 #pragma once
 
 #include <memory>
@@ -39,14 +40,14 @@ class WorldFrame {
   [[nodiscard]] const Geodetic& Reference() const { return reference_; }
   [[nodiscard]] const qvfd::CoordinateInfo& System() const { return system_; }  ///< of a grid
 
-  /// A position of the globe in this frame; in a Cartesian frame the numbers as they are, less the offset. None for
-  /// one that cannot be converted.
+  /// A position of the globe in this frame; in a Cartesian frame the numbers as they are, less the offset.
+  /// None for one that cannot be converted.
   [[nodiscard]] std::optional<Vector3> FromGlobe(const Geodetic& position) const;
   [[nodiscard]] std::optional<Geodetic> ToGlobe(const Vector3& position) const;
 
-  /// Takes directions from east, north and up at a position of the globe to the axes of this frame. For a grid that is
-  /// the rotation by the convergence of the meridian; for a Cartesian frame the identity. The identity, too, where
-  /// the position cannot be converted.
+  /// Takes directions from east, north and up at a position of the globe to the axes of this frame. For a
+  /// grid that is the rotation by the convergence of the meridian; for a Cartesian frame the identity. The
+  /// identity, too, where the position cannot be converted.
   [[nodiscard]] Matrix3 FromLocalAxes(const Geodetic& position) const;
 
   /// In words, for a report: "EPSG:32650, less (448000, 3500000, 0)".
@@ -67,12 +68,12 @@ class WorldFrame {
 /// The system of a code such as "EPSG:32650" or "32650". Throws `Failure` when it is not known.
 [[nodiscard]] qvfd::CoordinateInfo SystemOfCode(const std::string& code);
 
-/// Whether the coordinates of a system are metres on the ground, to within 5 %: it is projected, in metres.
+/// Whether the coordinates of a system are metres on the ground, to within 1 %: it is projected, in metres.
 [[nodiscard]] bool IsMetric(const qvfd::CoordinateInfo& system, const Geodetic& near);
 
 /// How a project keeps its positions.
 enum class Positions {
-  kAuto,  ///< degrees, unless the project has no coordinate system and its positions cannot be a survey's degrees
+  kAuto,       ///< degrees, unless there is no coordinate system and positions cannot be a survey's degrees
   kDegrees,    ///< WGS 84 longitude and latitude, as every project with a coordinate system and every flight
   kCartesian,  ///< a frame of its own, of a project without a coordinate system
 };
@@ -80,8 +81,8 @@ enum class Positions {
 /// What the angles of a stored exterior orientation are.
 enum class Angles {
   kAuto,  ///< navigation angles as flown; omega, phi, kappa once the adjusted orientation differs from that
-  kNavigation,  ///< as a flight import stores them: omega is roll, phi is -pitch, kappa is yaw, by 0.0174533 a degree
-  kOpk,  ///< omega, phi, kappa against the grid of the project's system, or north where it has none
+  kNavigation,  ///< as a flight import stores them: roll, -pitch, yaw, by 0.0174533 a degree
+  kOpk,         ///< omega, phi, kappa against the grid of the project's system, or north where it has none
 };
 
 enum class Orientation { kAdjusted, kAsFlown };
@@ -96,8 +97,8 @@ struct ProjectOptions {
   /// gimbal's.
   double pitch_at_nadir = 0.0;
 
-  /// What is added to stored heights to make them heights above the ellipsoid, in metres; where it is not given,
-  /// stored heights are taken as they are, and the report says so.
+  /// What is added to stored heights to make them heights above the ellipsoid, in metres; where it is not
+  /// given, stored heights are taken as they are, and the report says so.
   std::optional<double> geoid_height;
 };
 
@@ -122,8 +123,8 @@ class ProjectFrame {
   /// The position of an orientation: degrees and the height; in a Cartesian project the numbers as they are.
   [[nodiscard]] Geodetic PositionOf(const qvfd::EOP& eop) const { return {eop.x, eop.y, eop.z}; }
 
-  /// A tie point or ground point, which are kept in the project's coordinate system, and in degrees where it has
-  /// none. None for one that cannot be converted.
+  /// A tie point or ground point, which are kept in the project's coordinate system, and in degrees where it
+  /// has none. None for one that cannot be converted.
   [[nodiscard]] std::optional<Geodetic> PositionOfPoint(const Vector3& point) const;
   [[nodiscard]] std::optional<Vector3> PointOfPosition(const Geodetic& position) const;
 
@@ -144,8 +145,9 @@ class ProjectFrame {
   /// The image in another frame. None where its position cannot be converted.
   [[nodiscard]] std::optional<Pose> PoseIn(const WorldFrame& world, const qvfd::ImageInfo& image) const;
 
-  /// The exterior orientation of a pose in another frame, as a project keeps it when nobody has adjusted it (navigation
-  /// angles) and once it is adjusted (omega, phi, kappa). None where its position cannot be converted.
+  /// The exterior orientation of a pose in another frame, as a project keeps it when nobody has adjusted it
+  /// (navigation angles) and once it is adjusted (omega, phi, kappa). None where its position cannot be
+  /// converted.
   struct Orientations {
     qvfd::EOP as_flown;
     qvfd::EOP adjusted;
@@ -155,13 +157,16 @@ class ProjectFrame {
   /// The same of a rotation with respect to east, north and up at a position.
   [[nodiscard]] Orientations OrientationsAt(const Geodetic& position, const Matrix3& localRotation) const;
 
-  /// The frame for programs that want metres: the project's system where it is metric, Cartesian in a Cartesian
-  /// project, otherwise topocentric at the middle of the images; its offset is the middle of the images, in whole
-  /// hundreds, so that what remains fits into float numbers.
+  /// The frame for programs that want metres: the project's system where it is metric, Cartesian in a
+  /// Cartesian project, otherwise topocentric at the middle of the images; its offset is the middle of the
+  /// images, in whole hundreds, so that what remains fits into float numbers.
   [[nodiscard]] WorldFrame MetricFrame(const qvprj::QvProject& project) const;
 
   /// Topocentric at the middle of the images, their lowest height as it is; Cartesian in a Cartesian project.
   [[nodiscard]] WorldFrame TopocentricFrame(const qvprj::QvProject& project) const;
+
+  /// What a metre on the ground is in the grid of the project's own system; 1 where it has none.
+  [[nodiscard]] double GridScaleAt(const Geodetic& position) const;
 
   /// Tells a report what was taken for granted of the positions, angles and heights.
   void Describe(const qvprj::QvProject& project, Report& report) const;

@@ -29,8 +29,8 @@ void MakeFolder(const std::string& path);
 [[nodiscard]] std::string FileNameOf(const std::string& path);
 [[nodiscard]] std::string TitleOf(const std::string& path);
 
-/// The lines of a text, by "\n" or "\r\n", without their ends; each is a view of `text`. A last line end begins no
-/// further line.
+/// The lines of a text, by "\n" or "\r\n", without their ends; each is a view of `text`. A last line end
+/// begins no further line.
 class Lines {
  public:
   explicit Lines(std::string_view text) : rest_(text) {}
@@ -55,15 +55,16 @@ class Lines {
 /// The words between blanks and tabs.
 [[nodiscard]] std::vector<std::string_view> Words(std::string_view line);
 
-/// The fields between `separator`, blanks around them removed. A field in double quotes may hold separators, and
-/// quotes that are doubled.
+/// The fields between `separator`, blanks around them removed. A field in double quotes may hold separators,
+/// and quotes that are doubled.
 [[nodiscard]] std::vector<std::string> Fields(std::string_view line, char separator);
 
-/// The separator of a table, by its first line: tab, semicolon, or comma, the first of them that is there outside
-/// of quotes; a blank where none is.
+/// The separator of a table, by its first line: tab, semicolon, or comma, the first of them that is there
+/// outside of quotes; a blank where none is.
 [[nodiscard]] char SeparatorOf(std::string_view line);
 
-/// The number that the whole text is, in decimal, with a point; none for anything else, such as "nan", "1,5" or "3 m".
+/// The number that the whole text is, in decimal, with a point; none for anything else, such as "nan", "1,5"
+/// or "3 m".
 [[nodiscard]] std::optional<double> NumberOf(std::string_view text);
 [[nodiscard]] std::optional<long long> IntegerOf(std::string_view text);
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -13,6 +15,7 @@
 #include "qvprj/check/BlobSalvage.h"
 #include "qvprj/check/CheckState.h"
 #include "qvprj/check/FoundTables.h"
+#include "qvprj/check/LeafScan.h"
 #include "qvprj/check/Query.h"
 #include "qvprj/check/RowSalvage.h"
 #include "qvprj/detail/Stamp.h"
@@ -53,6 +56,7 @@ struct Transfer {
 /// Brings salvaged rows, which lack the columns that `present` lacks, into the columns of the format.
 Transfer TransferOf(const StoredTable& table, const std::vector<bool>& present, SalvagedRows& salvaged) {
   Transfer transfer;
+  transfer.cells.reserve(salvaged.rows.size() * table.columns.size());
   for (std::vector<std::string>& row : salvaged.rows) {
     std::size_t next = 0;
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
@@ -84,31 +88,146 @@ bool AddRows(qvsql::Database& database, const StoredTable& table, Transfer& tran
                              std::move(sizes));
 }
 
+/// The damaged database, by way of the engine, and beside it.
+class DamagedDatabase {
+ public:
+  explicit DamagedDatabase(const std::string& path) : path_(path) {
+    // Where it cannot be opened there are no tables in it.
+    static_cast<void>(engine_.OpenDamaged(path));
+    listIsSound_ = engine_.IsOpen() && ForEachRow(engine_, "SELECT * FROM sqlite_master", [](const auto&) {});
+    for (const StoredTable& table : StoredTables()) {
+      tables_.push_back({table, ColumnsOf(engine_, table.name)});
+    }
+  }
+
+  /// What is left of the table number `number`, of the columns that it has: all, where it is not there.
+  SalvagedRows Salvage(std::size_t number, TableRecovery& recovery) {
+    const Table& table = tables_[number];
+    recovery.table = table.stored.name;
+    recovery.found = !table.found.empty();
+    SalvagedRows salvaged;
+    if (recovery.found) {
+      salvaged = SalvageRows(engine_, table.stored.name, ColumnsToRead(table));
+    }
+    const bool isWhole = recovery.found && salvaged.lost == 0 && !salvaged.end_unknown;
+    const bool isMissing = !recovery.found && table.stored.optional && listIsSound_;
+    const bool hasIds = salvaged.rows.size() == salvaged.ids.size();
+    if (!isWhole && !isMissing && hasIds) {
+      ScannedRows scanned = Scan().RowsOf(number, salvaged.ids);
+      const bool isEndKnown = recovery.found ? !salvaged.end_unknown : scanned.whole;
+      recovery.found = recovery.found || scanned.listed;
+      recovery.found_by_scan = AddScanned(std::move(scanned), salvaged);
+      salvaged.end_unknown = recovery.found && !isEndKnown;
+    }
+    recovery.kept = salvaged.rows.size();
+    recovery.lost = salvaged.lost;
+    recovery.end_unknown = salvaged.end_unknown || (!recovery.found && recovery.kept > 0);
+    return salvaged;
+  }
+
+  /// Which of the columns of the format the rows of a table have.
+  [[nodiscard]] std::vector<bool> PresentColumns(std::size_t number) const {
+    std::vector<bool> present;
+    for (const StoredColumn& column : tables_[number].stored.columns) {
+      present.push_back(IsPresent(tables_[number], column));
+    }
+    return present;
+  }
+
+  [[nodiscard]] std::vector<std::string> NamesOfOtherTables() {
+    return listIsSound_ || !scan_ ? OtherTables(engine_) : scan_->OtherTables();
+  }
+
+  [[nodiscard]] std::size_t AmbiguousPages() const { return scan_ ? scan_->AmbiguousPages() : 0; }
+
+ private:
+  struct Table {
+    StoredTable stored;
+    std::vector<FoundColumn> found;  // none where the engine does not find the table
+  };
+
+  static bool IsPresent(const Table& table, const StoredColumn& column) {
+    return table.found.empty() || PositionOf(table.found, column.name).has_value();
+  }
+
+  static std::string ColumnsToRead(const Table& table) {
+    std::string columns;
+    for (const StoredColumn& column : table.stored.columns) {
+      if (IsPresent(table, column)) {
+        const std::string name = Identifier(column.name);
+        columns += column.type == qvsql::kBlobColumn ? ", hex(" + name + ")" : ", " + name;
+      }
+    }
+    return columns;
+  }
+
+  /// The records of a table: as the engine knows it, or as the format has it.
+  RecordForm FormOf(const Table& table) {
+    RecordForm form;
+    form.table = table.stored.name;
+    const bool isFound = !table.found.empty();
+    form.columns = isFound ? table.found.size() : table.stored.columns.size();
+    form.older_columns = isFound ? 0 : table.stored.older_columns;
+    for (std::size_t i = 0; i < table.stored.columns.size(); ++i) {
+      const StoredColumn& column = table.stored.columns[i];
+      if (!IsPresent(table, column)) {
+        continue;
+      }
+      RecordCell cell;
+      cell.position = isFound ? *PositionOf(table.found, column.name) : i;
+      cell.type = column.type;
+      cell.filled = column.filled;
+      cell.missing = isFound ? "" : DefaultOf(column.name);
+      form.wanted.push_back(std::move(cell));
+    }
+    const std::string key = "SELECT cid FROM pragma_table_info('" + form.table +
+                            "') WHERE pk = 1 AND upper(type) = 'INTEGER'"
+                            " AND (SELECT count(*) FROM pragma_table_info('" +
+                            form.table + "') WHERE pk > 0) = 1";
+    static_cast<void>(ForEachRow(engine_, key, [&form](std::span<char* const> cells) {
+      form.id_column = static_cast<std::size_t>(qvdetail::ParseInteger(cells[0]));
+    }));
+    return form;
+  }
+
+  /// Made when it is first needed: a sound database is not scanned.
+  LeafScan& Scan() {
+    if (!scan_) {
+      std::vector<RecordForm> forms;
+      for (const Table& table : tables_) {
+        forms.push_back(FormOf(table));
+      }
+      std::map<std::string, std::size_t> others;
+      const std::string count =
+          "SELECT name, (SELECT count(*) FROM pragma_table_info(m.name)) FROM sqlite_master AS m"
+          " WHERE type = 'table'";
+      static_cast<void>(ForEachRow(engine_, count, [&others](std::span<char* const> cells) {
+        if (cells[0] != nullptr && cells[1] != nullptr) {
+          others[LowerAscii(cells[0])] = static_cast<std::size_t>(qvdetail::ParseInteger(cells[1]));
+        }
+      }));
+      scan_.emplace(path_, std::move(forms), std::move(others));
+    }
+    return *scan_;
+  }
+
+  std::string path_;
+  qvsql::Database engine_;
+  bool listIsSound_ = false;
+  std::vector<Table> tables_;
+  std::optional<LeafScan> scan_;
+};
+
 /// Makes the table in the new database and fills it with what is left in the damaged one. False when the new
 /// one cannot be written.
-bool RecoverTable(qvsql::Database& damaged, const StoredTable& table, qvsql::Database& made,
-                  RecoveryReport& report, IdSet* ids) {
+bool RecoverTable(DamagedDatabase& damaged, std::size_t number, const StoredTable& table,
+                  qvsql::Database& made, RecoveryReport& report, IdSet* ids) {
   TableRecovery recovery;
-  recovery.table = table.name;
-  const std::vector<FoundColumn> found = ColumnsOf(damaged, table.name);
-  recovery.found = !found.empty();
-  if (!recovery.found && table.optional) {
+  SalvagedRows salvaged = damaged.Salvage(number, recovery);
+  if (!recovery.found && recovery.kept == 0 && table.optional) {
     return true;
   }
-  SalvagedRows salvaged;
-  std::vector<bool> present;
-  std::string columns;
-  for (const StoredColumn& column : table.columns) {
-    present.push_back(PositionOf(found, column.name).has_value());
-    const std::string name = Identifier(column.name);
-    columns += !present.back() ? "" : column.type == qvsql::kBlobColumn ? ", hex(" + name + ")" : ", " + name;
-  }
-  if (recovery.found) {
-    salvaged = SalvageRows(damaged, table.name, columns);
-  }
-  recovery.kept = salvaged.rows.size();
-  recovery.lost = salvaged.lost;
-  recovery.end_unknown = salvaged.end_unknown;
+  const std::vector<bool> present = damaged.PresentColumns(number);
   if (ids != nullptr && present.front()) {
     for (const std::vector<std::string>& row : salvaged.rows) {
       ids->Insert(qvdetail::ParseInteger(row.front()));
@@ -123,16 +242,15 @@ bool RecoverTable(qvsql::Database& damaged, const StoredTable& table, qvsql::Dat
 /// All tables; `images` gets the ids of the images. False when the new database cannot be written.
 bool RecoverTables(const std::string& from, const std::string& to, std::uint32_t stamp,
                    RecoveryReport& report, IdSet& images) {
-  qvsql::Database damaged;
+  DamagedDatabase damaged(from);
   qvsql::Database made;
-  // Where it cannot be opened there are no tables in it, and all of them are told to be missing.
-  static_cast<void>(damaged.OpenDamaged(from));
   if (!made.Create(to) || !WriteStamp(made, stamp)) {
     return false;
   }
-  for (const StoredTable& table : StoredTables()) {
-    const bool isImages = std::string_view(table.name) == StoredImageTable().name;
-    if (!RecoverTable(damaged, table, made, report, isImages ? &images : nullptr)) {
+  const std::vector<StoredTable> tables = StoredTables();
+  for (std::size_t i = 0; i < tables.size(); ++i) {
+    const bool isImages = std::string_view(tables[i].name) == StoredImageTable().name;
+    if (!RecoverTable(damaged, i, tables[i], made, report, isImages ? &images : nullptr)) {
       return false;
     }
   }
@@ -143,7 +261,8 @@ bool RecoverTables(const std::string& from, const std::string& to, std::uint32_t
       return false;
     }
   }
-  report.other_tables = OtherTables(damaged);
+  report.other_tables = damaged.NamesOfOtherTables();
+  report.ambiguous_pages = damaged.AmbiguousPages();
   return true;
 }
 
@@ -190,7 +309,7 @@ bool RecoveryReport::IsEmpty() const {
 
 bool RecoveryReport::IsComplete() const {
   const auto isWhole = [](const auto& recovery) { return recovery.IsWhole(); };
-  return !IsEmpty() && other_tables.empty() && tracks == TrackFileState::kSound &&
+  return !IsEmpty() && other_tables.empty() && ambiguous_pages == 0 && tracks == TrackFileState::kSound &&
          std::all_of(tables.begin(), tables.end(), isWhole) &&
          std::all_of(blobs.begin(), blobs.end(), isWhole);
 }

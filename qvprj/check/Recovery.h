@@ -12,10 +12,11 @@ namespace qvprj {
 /// What became of one table.
 struct TableRecovery {
   std::string table;
-  bool found = false;        ///< whether the list of tables has it; where not, the new table holds defaults
-  std::size_t kept = 0;      ///< rows that are in the new table
-  std::size_t lost = 0;      ///< row ids among those of the kept rows that cannot be read
-  bool end_unknown = false;  ///< whether more rows may be lost, behind the last one kept or all of them
+  bool found = false;             ///< whether the list of tables has it
+  std::size_t kept = 0;           ///< rows that are in the new table; where there are none, it holds defaults
+  std::size_t found_by_scan = 0;  ///< those of them to which the engine found no way: from pages of their own
+  std::size_t lost = 0;           ///< row ids among those of the kept rows that cannot be read
+  bool end_unknown = false;       ///< whether more rows may be lost, behind the last one kept or all of them
 
   [[nodiscard]] bool IsWhole() const { return found && lost == 0 && !end_unknown; }
 };
@@ -43,6 +44,10 @@ struct QVPRJ_API RecoveryReport {
   std::string track_file;  ///< path of the new track file
   std::vector<TableRecovery> tables;
   std::vector<std::string> other_tables;  ///< tables that are none of a project: not taken over
+
+  /// Pages to which the engine found no way, with rows that may belong to several tables: not taken.
+  std::size_t ambiguous_pages = 0;
+
   TrackFileState tracks = TrackFileState::kMissing;
   std::vector<BlobRecovery> blobs;
 
@@ -58,6 +63,10 @@ struct QVPRJ_API RecoveryReport {
 ///
 /// - of every table of the format, all rows that the engine can still reach, from its start, from its end and
 ///   between damages, as they are: rows that repeat an id or refer to what is lost are kept,
+/// - where that is not all of a table, rows on sound pages below what is damaged: the header of the file, the list
+///   of tables, or inner pages of a table. Such a page is taken for that table alone whose rows all its rows can
+///   be; where there are several, it is not taken. With the header the list of free pages is lost, and with that
+///   may come rows that had been deleted,
 /// - in place of a row of "data_project" the defaults of a new project, and an empty table for any other that is
 ///   not there,
 /// - blobs of the track file whose check value holds as they are; of others the whole records before the

@@ -8,6 +8,7 @@
 #include "qvprj/check/RowSalvage.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
@@ -70,6 +71,7 @@ class Salvage {
       ranges.pop();
       if (tries >= kMostTries || (tries >= mostInVain && rows_.size() == before)) {
         lost += range.Width();
+        lost_.emplace_back(range.first, range.last);
         continue;
       }
       std::optional<std::int64_t> last;
@@ -85,6 +87,7 @@ class Salvage {
       const Range rest{first, range.last};
       if (rest.Width() == 1) {
         ++lost;
+        lost_.emplace_back(first, first);
         continue;
       }
       const std::int64_t middle = first + static_cast<std::int64_t>(rest.Width() / 2);
@@ -99,8 +102,12 @@ class Salvage {
   }
 
   SalvagedRows Take(std::size_t lost, bool endUnknown) {
-    SalvagedRows salvaged{{}, lost, endUnknown};
+    std::sort(lost_.begin(), lost_.end());
+    SalvagedRows salvaged{{}, {}, lost, endUnknown, std::move(lost_)};
+    salvaged.rows.reserve(rows_.size());
+    salvaged.ids.reserve(rows_.size());
     for (auto& entry : rows_) {
+      salvaged.ids.push_back(entry.first);
       salvaged.rows.push_back(std::move(entry.second));
     }
     return salvaged;
@@ -110,7 +117,24 @@ class Salvage {
   qvsql::Database& database_;
   std::string from_;
   std::map<std::int64_t, std::vector<std::string>> rows_;
+  std::vector<std::pair<std::int64_t, std::int64_t>> lost_;
 };
+
+/// How many row ids behind `behind` are between the pages of a scan, or on them and cannot be read.
+std::size_t LostBehind(std::int64_t behind, const ScannedRows& scanned) {
+  const auto broken = std::upper_bound(scanned.broken.begin(), scanned.broken.end(), behind);
+  auto lost = static_cast<std::size_t>(scanned.broken.end() - broken);
+  if (scanned.whole) {
+    return lost;
+  }
+  for (const auto& [first, last] : scanned.pages) {
+    if (first > behind) {
+      lost += static_cast<std::size_t>(first) - static_cast<std::size_t>(behind) - 1;
+    }
+    behind = std::max(behind, last);
+  }
+  return lost;
+}
 
 /// A table whose rows have no ids can only be read from its start.
 SalvagedRows ReadForward(qvsql::Database& database, const std::string& table, const std::string& columns) {
@@ -162,6 +186,44 @@ SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, co
     from = *last + 1;
   }
   return salvage.Take(lost, true);
+}
+
+std::size_t AddScanned(ScannedRows scanned, SalvagedRows& salvaged) {
+  const std::int64_t last = salvaged.ids.empty() ? 0 : salvaged.ids.back();
+  const auto isLost = [&](std::int64_t id) {
+    const auto behind = std::upper_bound(salvaged.lost_ids.begin(), salvaged.lost_ids.end(), id,
+                                         [](std::int64_t a, const auto& range) { return a < range.first; });
+    return behind != salvaged.lost_ids.begin() && std::prev(behind)->second >= id;
+  };
+  if (!salvaged.ids.empty()) {
+    std::erase_if(scanned.rows, [&](const ScannedRow& row) { return row.id <= last && !isLost(row.id); });
+    const auto filled = std::count_if(scanned.rows.begin(), scanned.rows.end(),
+                                      [&](const ScannedRow& row) { return row.id <= last; });
+    salvaged.lost -= std::min(salvaged.lost, static_cast<std::size_t>(filled));
+  }
+  salvaged.lost += LostBehind(last, scanned);
+
+  SalvagedRows merged{{}, {}, salvaged.lost, salvaged.end_unknown, {}};
+  merged.rows.reserve(salvaged.rows.size() + scanned.rows.size());
+  merged.ids.reserve(salvaged.rows.size() + scanned.rows.size());
+  auto row = scanned.rows.begin();
+  const auto takeScannedBefore = [&](std::int64_t id) {
+    for (; row != scanned.rows.end() && row->id < id; ++row) {
+      merged.rows.push_back(std::move(row->cells));
+      merged.ids.push_back(row->id);
+    }
+  };
+  for (std::size_t i = 0; i < salvaged.rows.size(); ++i) {
+    takeScannedBefore(salvaged.ids[i]);
+    merged.rows.push_back(std::move(salvaged.rows[i]));
+    merged.ids.push_back(salvaged.ids[i]);
+  }
+  for (; row != scanned.rows.end(); ++row) {
+    merged.rows.push_back(std::move(row->cells));
+    merged.ids.push_back(row->id);
+  }
+  salvaged = std::move(merged);
+  return scanned.rows.size();
 }
 
 }  // namespace qvprj

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "qvprj/check/LeafScan.h"
 #include "qvsql/Database.h"
 
 namespace qvprj {
@@ -14,8 +16,12 @@ namespace qvprj {
 /// The rows that can still be reached, in the order of their row ids.
 struct SalvagedRows {
   std::vector<std::vector<std::string>> rows;
-  std::size_t lost = 0;      ///< row ids between those of the rows that cannot be read
-  bool end_unknown = false;  ///< whether rows may be missing behind the last one
+  std::vector<std::int64_t> ids;  ///< of the rows; none where rows have none
+  std::size_t lost = 0;           ///< row ids between those of the rows that cannot be read
+  bool end_unknown = false;       ///< whether rows may be missing behind the last one
+
+  /// The first and the last of row ids, up to that of the last row, that cannot be read; ascending.
+  std::vector<std::pair<std::int64_t, std::int64_t>> lost_ids;
 };
 
 /// Reads the columns `columns`, as a statement names them, of a table: forward from its start until the engine
@@ -23,5 +29,10 @@ struct SalvagedRows {
 /// read or are a single row, a bounded number of them.
 [[nodiscard]] SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table,
                                        const std::string& columns);
+
+/// Adds the rows of a scan that the engine did not give; those that it knows not to be there are old copies of rows,
+/// and left out. Behind the last row that the engine gave, row ids between the pages of the scan count as lost: what
+/// was there nobody can tell. Returns how many rows were added.
+std::size_t AddScanned(ScannedRows scanned, SalvagedRows& salvaged);
 
 }  // namespace qvprj

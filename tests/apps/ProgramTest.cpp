@@ -20,8 +20,8 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr const char* kCommands[] = {"missions", "import", "info",      "check", "recover",
-                                     "set",      "crs",    "transform", "copy"};
+constexpr const char* kCommands[] = {"missions", "import",    "info", "check",  "recover", "set",
+                                     "crs",      "transform", "copy", "export", "gcp"};
 
 class Program : public testing::Test {
  protected:

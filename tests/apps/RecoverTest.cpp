@@ -1,6 +1,7 @@
 // qvprj recover.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "Commands.h"
@@ -64,6 +65,27 @@ TEST_F(RecoverCommand, TellsWhatIsLost) {
   EXPECT_THAT(outcome.out, HasSubstr(out_ + ": something is lost, as listed\n"));
 }
 
+TEST_F(RecoverCommand, TellsRowsThatWereFoundByAScan) {
+  support::Execute(path_, "INSERT INTO data_cp VALUES(1, 1, NULL, NULL)");
+  support::Bytes bytes = support::ReadBytes(path_);
+  std::fill_n(bytes.begin(), 16384, static_cast<unsigned char>(0));  // the first page
+  support::WriteBytes(path_, bytes);
+  const Outcome outcome = Run();
+  EXPECT_EQ(outcome.code, kFailed);
+  EXPECT_THAT(outcome.out,
+              HasSubstr("  data_project  1 row, 1 found by a scan, and maybe more at the end\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("  data_image    3 rows, 3 found by a scan, and maybe more at the end\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("  data_cp       missing: the new one has defaults\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("  1 page        with rows that may belong to several tables: not taken\n"));
+  const json asJson = json::parse(Run(true, true).out);
+  EXPECT_EQ(asJson["ambiguous_pages"], 1);
+  EXPECT_EQ(asJson["tables"][2]["found_by_scan"], 3);
+  EXPECT_EQ(asJson["tables"][2]["found"], false);
+  EXPECT_EQ(asJson["complete"], false);
+}
+
 TEST_F(RecoverCommand, TellsThatTheTrackFileIsMissing) {
   fs::remove(track_);
   const Outcome outcome = Run();
@@ -75,7 +97,8 @@ TEST_F(RecoverCommand, TellsEverythingAsJson) {
   const Outcome outcome = Run(false, true);
   EXPECT_THAT(outcome, Succeeds());
   const auto table = [](const char* name, int kept) {
-    return json{{"table", name}, {"found", true}, {"kept", kept}, {"lost", 0}, {"end_unknown", false}};
+    return json{{"table", name},      {"found", true}, {"kept", kept},
+                {"found_by_scan", 0}, {"lost", 0},     {"end_unknown", false}};
   };
   EXPECT_EQ(json::parse(outcome.out),
             (json{{"source", path_},
@@ -84,6 +107,7 @@ TEST_F(RecoverCommand, TellsEverythingAsJson) {
                    {table("data_project", 1), table("data_camera", 0), table("data_image", 3),
                     table("data_gcp", 0), table("data_cp", 0)}},
                   {"other_tables", json::array()},
+                  {"ambiguous_pages", 0},
                   {"track_file_state", "ok"},
                   {"blobs", {{{"blob", "features"}, {"verified", true}, {"kept", 3}, {"claimed", 3}}}},
                   {"files",

@@ -209,6 +209,23 @@ TEST_F(Recovery, TakesTheRowsBeforeALostEnd) {
   EXPECT_EQ(static_cast<std::size_t>(recovered.GetImageInfoSet().Size()), images.kept);
 }
 
+TEST_F(Recovery, MakesNoRowsOfAPageThatIsCut) {
+  Save(support::BuildProject(kMany));
+  const std::string sound = folder_.File("sound.db");
+  std::filesystem::copy_file(path_, sound);
+  const Bytes bytes = support::ReadBytes(path_);
+  const std::size_t page = PageWith(bytes, "DJI_10250.JPG");
+  for (const std::size_t rest : {50U, 2000U, 9000U, 16383U}) {
+    ChangeFile(path_, [&](Bytes& cut) {
+      cut = bytes;
+      cut.resize((page - 1) * kPageSize + rest);
+    });
+    const qvprj::RecoveryReport report = Recover();
+    EXPECT_GT(Of(report, "data_image").kept, 150U) << rest;
+    ExpectRowsOf(sound, "data_image");
+  }
+}
+
 TEST_F(Recovery, GivesDefaultsForTablesThatCannotBeReadOrAreMissing) {
   Save(support::BuildProject(kMany));
   const auto root = std::stoul(RootPage("data_camera"));

@@ -78,8 +78,8 @@ const bool engineIsPrepared = [] {
 
 // ---- The operations ----------------------------------------------------------------------------------
 
-/// What the operations work on; the folder has a project "p.db", tables of all kinds in "t.db", an empty database
-/// "e.db", and a flight "flight.db" with a sibling.
+/// What the operations work on; the folder has a project "p.db", tables of all kinds in "t.db" and, without its
+/// first page, "d.db", an empty database "e.db", and a flight "flight.db" with a sibling.
 struct Field {
   QvProject project;  // what is saved
   QvProject opened;   // what is read into, again and again
@@ -197,6 +197,15 @@ std::vector<Operation> Operations() {
        [](Field& field) {
          return field.recovered.IsComplete() ? std::string() : std::string("not complete");
        }},
+      {"RecoverWithoutFirstPage", "d.db",
+       [](Field& field, std::string path) {
+         return qvprj::RecoverProject(path, field.copy, field.recovered);
+       },
+       [](Field& field) {
+         const bool isFound =
+             field.recovered.tables.size() == 7 && field.recovered.tables[2].found_by_scan == 2;
+         return isFound ? std::string() : std::string("not found");
+       }},
       {"QuickRead", "flight.db",
        [](Field& /*field*/, std::string path) {
          std::vector<FlyProjectHelper::FlyPrjInfo> missions;
@@ -230,6 +239,10 @@ class FaultTest : public ::testing::TestWithParam<Operation> {
     field_.folder = folder_.Path().string();
     ASSERT_TRUE(field_.project.Save(field_.Path("p.db")));
     MakeTables();
+    support::Bytes damaged = support::ReadBytes(field_.Path("t.db"));
+    constexpr std::size_t kPageSize = 16384;
+    std::fill_n(damaged.begin(), kPageSize, static_cast<unsigned char>(0));
+    support::WriteBytes(field_.Path("d.db"), damaged);
     support::Execute(field_.Path("e.db"), "PRAGMA user_version = 1");
     support::Execute(
         field_.Path("flight.db"),
@@ -325,7 +338,7 @@ class FaultTest : public ::testing::TestWithParam<Operation> {
   std::string WhatIsWrongWithPartialSuccess() {
     const std::string name = GetParam().name;
     const bool mayBePart =
-        name == "OpenPrj" || name == "CopyTo" || name == "CheckProject" || name == "RecoverProject";
+        name == "OpenPrj" || name == "CopyTo" || name == "CheckProject" || name.starts_with("Recover");
     return mayBePart ? std::string() : GetParam().what_is_wrong(field_);
   }
 

@@ -1,5 +1,5 @@
-// COLMAP both ways: against the collinearity equations, against raw bytes and raw SQLite, and against COLMAP itself
-// where it is installed.
+// COLMAP both ways: against the collinearity equations, against raw bytes and raw SQLite, and against COLMAP
+// itself where it is installed.
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -78,7 +78,8 @@ T At(const std::string& bytes, std::size_t offset) {
   return value;
 }
 
-// ---- the sparse model ----------------------------------------------------------------------------------------
+// ---- the sparse model
+// ----------------------------------------------------------------------------------------
 
 TEST(ColmapModelTest, HoldsTheByteLayoutOfTheManual) {
   const TempFolder folder;
@@ -228,8 +229,8 @@ TEST(ColmapModelTest, NavigationAnglesAreTurnedByTheConvergence) {
   project.GetImageInfoSet().AddImage(1, "a", "a", {118.25, 31.5, 100, 0, 0, 90 * 0.0174533}, 4, 0, true);
   Export(project, folder.File("sparse"));
   const interchange::ColmapImage image = interchange::ReadColmapModel(folder.File("sparse")).images.at(0);
-  // Heading east, level: camera x is south, y (down in the image) is west, z is down. True north is east of grid north
-  // by -0.653 degrees there, so that heading east is 90 - 0.653 degrees in the grid.
+  // Heading east, level: camera x is south, y (down in the image) is west, z is down. True north is east of
+  // grid north by -0.653 degrees there, so that heading east is 90 - 0.653 degrees in the grid.
   const interchange::Matrix3 r = MatrixOf(image.rotation);
   const double turn = std::atan(std::tan(1.25 * M_PI / 180) * std::sin(31.5 * M_PI / 180));
   const double azimuth = M_PI / 2 - turn;  // of the nose, in the grid
@@ -340,7 +341,8 @@ TEST(ColmapModelTest, ImagesWithoutANameOrWithOnesNameGetOne) {
   EXPECT_THAT(report.notes, ElementsAre(HasSubstr("2 images")));
 }
 
-// ---- cameras -------------------------------------------------------------------------------------------------
+// ---- cameras
+// -------------------------------------------------------------------------------------------------
 
 TEST(ColmapCameraTest, TheSmallestModelThatHoldsACameraIsUsed) {
   interchange::PixelCamera camera{4000, 3000, 3500, 3500, 2000, 1500, 0, 0, 0, 0, 0};
@@ -398,7 +400,8 @@ TEST(ColmapCameraTest, RefusesCoefficientsThatColmapHasNoPlaceFor) {
   EXPECT_THROW(Export(project, folder.File("m")), Failure);
 }
 
-// ---- the database --------------------------------------------------------------------------------------------
+// ---- the database
+// --------------------------------------------------------------------------------------------
 
 TEST(ColmapDatabaseTest, HoldsWhatTheManualSays) {
   const TempFolder folder;
@@ -488,7 +491,8 @@ TEST(ColmapDatabaseTest, RefusesCountsThatLie) {
   EXPECT_THROW(static_cast<void>(interchange::ReadColmapDatabase(folder.File("d.db"))), Failure);
 }
 
-// ---- COLMAP itself -------------------------------------------------------------------------------------------
+// ---- COLMAP itself
+// -------------------------------------------------------------------------------------------
 
 class ColmapPeerTest : public testing::Test {
  protected:

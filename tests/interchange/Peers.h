@@ -27,7 +27,8 @@ struct Aligned {
   double scale = 0.0;
 };
 
-/// Moves, turns and scales the centres of `found` onto those of `truth`, images by name, by least squares (Horn 1987).
+/// Moves, turns and scales the centres of `found` onto those of `truth`, images by name, by least squares
+/// (Horn 1987).
 [[nodiscard]] Aligned Align(const interchange::ColmapModel& found, const interchange::ColmapModel& truth);
 
 }  // namespace interchange_test

@@ -19,9 +19,9 @@ struct SyntheticOptions {
   int first_image_id = 0;  ///< ids are that, and every third behind it
 };
 
-/// Images in strips that turn at their ends, adjusted orientations that differ from those as flown, tie points on
-/// rolling land, and their exact image positions (as float) as features, matches and tracks. Image positions are
-/// computed by the collinearity equations, with no function of the library under test.
+/// Images in strips that turn at their ends, adjusted orientations that differ from those as flown, tie
+/// points on rolling land, and their exact image positions (as float) as features, matches and tracks. Image
+/// positions are computed by the collinearity equations, with no function of the library under test.
 [[nodiscard]] qvprj::QvProject SyntheticProject(const SyntheticOptions& options = {});
 
 /// Row by row, from the textbook's product Rx(omega) Ry(phi) Rz(kappa).

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 namespace support {
@@ -54,6 +55,18 @@ void Execute(const std::string& path, const std::string& statements) {
   const int code = sqlite3_exec(db.get(), statements.c_str(), nullptr, nullptr, &message);
   EXPECT_EQ(code, SQLITE_OK) << path << ": " << (message != nullptr ? message : "");
   sqlite3_free(message);
+}
+
+void ExecuteAndStopInTheMiddle(const std::string& path, const std::string& statements,
+                               const std::string& copy) {
+  const Connection db = Connect(path, SQLITE_OPEN_READWRITE);
+  // Few pages in memory, so that changed ones are in the file before the end.
+  const std::string all = "PRAGMA cache_size = 1; BEGIN; " + statements;
+  EXPECT_EQ(sqlite3_exec(db.get(), all.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+      << sqlite3_errmsg(db.get());
+  std::filesystem::copy_file(path, copy);
+  std::filesystem::copy_file(path + "-journal", copy + "-journal");
+  EXPECT_EQ(sqlite3_exec(db.get(), "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
 }
 
 RawRows Query(const std::string& path, const std::string& query) {

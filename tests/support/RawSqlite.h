@@ -21,6 +21,11 @@ using RawRows = std::vector<std::vector<RawCell>>;
 /// fails the test.
 void Execute(const std::string& path, const std::string& statements);
 
+/// Runs statements in a transaction and copies the database to `copy` with its journal before that ends: what
+/// a program that is killed in the middle leaves. The database itself stays as it was.
+void ExecuteAndStopInTheMiddle(const std::string& path, const std::string& statements,
+                               const std::string& copy);
+
 /// The rows of one query. A failure fails the test.
 [[nodiscard]] RawRows Query(const std::string& path, const std::string& query);
 

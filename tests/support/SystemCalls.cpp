@@ -27,6 +27,8 @@ struct Watch {
   Fault fault = Fault::kDeviceError;
   bool lasting = false;
   bool struck = false;
+  std::string awaited{};  // the file before whose opening something is done
+  std::function<void()> act{};
 };
 
 thread_local Watch watch;
@@ -124,6 +126,9 @@ auto Opened(const char* name, bool creates, bool truncates, Open open) -> declty
   }
   const Inside guard;
   const std::string path = Absolute(name);
+  if (watch.act && path == watch.awaited) {
+    watch.act();
+  }
   if (TurnOf(path, false) == Turn::kFail) {
     if constexpr (std::is_pointer_v<Result>) {
       return nullptr;
@@ -348,6 +353,17 @@ FailingCalls::~FailingCalls() {
 
 bool FailingCalls::Struck() const {
   return watch.struck;
+}
+
+BeforeOpening::BeforeOpening(const std::string& path, std::function<void()> act) {
+  const std::filesystem::path folder = std::filesystem::canonical(std::filesystem::path(path).parent_path());
+  watch = {.folder = folder.string(),
+           .awaited = (folder / std::filesystem::path(path).filename()).string(),
+           .act = std::move(act)};
+}
+
+BeforeOpening::~BeforeOpening() {
+  watch = {};
 }
 
 int OpenFilesBelow(const std::string& folder) {

@@ -51,6 +51,16 @@ class FailingCalls {
   [[nodiscard]] bool Struck() const;
 };
 
+/// While the object lives, `act` is called whenever this thread is about to open the file `path`. What it does
+/// itself is not watched.
+class BeforeOpening {
+ public:
+  BeforeOpening(const std::string& path, std::function<void()> act);
+  ~BeforeOpening();
+  BeforeOpening(const BeforeOpening&) = delete;
+  BeforeOpening& operator=(const BeforeOpening&) = delete;
+};
+
 /// How many files this program has open below `folder`.
 [[nodiscard]] int OpenFilesBelow(const std::string& folder);
 

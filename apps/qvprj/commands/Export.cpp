@@ -12,7 +12,10 @@
 #include "common/Json.h"
 #include "common/ProjectPair.h"
 #include "common/Text.h"
+#include "interchange/mapping/BundlerProject.h"
 #include "interchange/mapping/ColmapProject.h"
+#include "interchange/mapping/OpenSfmProject.h"
+#include "interchange/mapping/TextProject.h"
 
 namespace fs = std::filesystem;
 
@@ -55,10 +58,45 @@ Report ToColmapDatabase(qvprj::QvProject& project, const ExportOptions& options,
   return interchange::ExportColmapDatabase(project, options.path, scene);
 }
 
+Report ToOpenSfm(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportOpenSfm(project, options.path, scene);
+}
+
+Report ToBundler(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportBundler(project, options.path, {scene, options.approximate});
+}
+
+interchange::TextOptions TextOptionsOf(const ExportOptions& options, const SceneOptions& scene) {
+  interchange::TextOptions made;
+  made.crs = options.crs;
+  made.order = AxisOrderOf(options.conventions);
+  made.project = scene.project;
+  return made;
+}
+
+Report ToOdm(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportOdm(project, options.path, TextOptionsOf(options, scene));
+}
+
+Report ToOpk(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportText(project, options.path, interchange::TextKind::kOpk,
+                                 TextOptionsOf(options, scene));
+}
+
+Report ToYpr(qvprj::QvProject& project, const ExportOptions& options, const SceneOptions& scene) {
+  return interchange::ExportText(project, options.path, interchange::TextKind::kYpr,
+                                 TextOptionsOf(options, scene));
+}
+
 constexpr std::array kKinds = {
     Kind{"colmap", "COLMAP sparse model, a folder", Target::kFolder, ToColmap},
     Kind{"colmap-txt", "the same as text", Target::kFolder, ToColmapText},
     Kind{"colmap-db", "COLMAP database of features and matches, a file", Target::kFile, ToColmapDatabase},
+    Kind{"opensfm", "OpenSfM reconstruction.json and tracks.csv, a folder", Target::kFolder, ToOpenSfm},
+    Kind{"odm", "OpenDroneMap geo.txt and gcp_list.txt, a folder", Target::kFolder, ToOdm},
+    Kind{"bundler", "Bundler bundle.out and list.txt, a folder", Target::kFolder, ToBundler},
+    Kind{"opk", "omega, phi, kappa as text, a file", Target::kFile, ToOpk},
+    Kind{"ypr", "yaw, pitch, roll as a table, a file", Target::kFile, ToYpr},
 };
 
 const Kind& KindOf(const std::string& name) {
@@ -90,8 +128,8 @@ void RequireRoom(const Kind& kind, const ExportOptions& options) {
   if (kind.target == Target::kFile && !fs::is_regular_file(options.path, error)) {
     throw Failure(options.path, "is no file", "choose another name");
   }
-  if (kind.target == Target::kFile) {
-    fs::remove(options.path, error);
+  if (kind.write == ToColmapDatabase) {
+    fs::remove(options.path, error);  // the others replace a file as a whole
   }
 }
 
@@ -147,8 +185,15 @@ void AddExport(CLI::App& program, Action& action) {
   }
   command->add_option("--to", options->to, kinds)->required()->type_name("FORMAT");
   command->add_option("PATH", options->path, "where to")->required();
+  command
+      ->add_option("--crs", options->crs,
+                   "odm, opk, ypr: the coordinate system to write, instead of the project's")
+      ->type_name("CODE");
   AddProjectConventions(*command, options->conventions);
   AddPixelConventions(*command, options->conventions);
+  AddAxisOrder(*command, options->conventions);
+  command->add_flag("--approximate", options->approximate,
+                    "bundler: leave out what it has no place for, instead of refusing the camera");
   command->add_flag("--force", options->force, "replace files that are there already");
   command->add_flag("--json", options->json, "print one JSON document");
   command->footer(kFooter);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,8 +13,10 @@ namespace qvapp {
 
 struct ExportOptions {
   std::string project;
-  std::string to;    ///< one of `ExportKinds`
-  std::string path;  ///< of a folder or a file, as the kind has it
+  std::string to;                  ///< one of `ExportKinds`
+  std::string path;                ///< of a folder or a file, as the kind has it
+  std::optional<std::string> crs;  ///< of the coordinates in texts
+  bool approximate = false;        ///< bundler: without what it has no place for
   ConventionOptions conventions;
   bool force = false;
   bool json = false;

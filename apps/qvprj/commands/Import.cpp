@@ -28,6 +28,11 @@ constexpr const char* kFooter =
     "and focallength in millimetres, and, where they are known, id (0), name, x0, y0, distortion_type,\n"
     "k1, k2, k3, p1, p2, alpha, beta, n1, n2, n3.\n"
     "\n"
+    "With --from PATH is a file or a folder of another program: see docs/conventions.md. With --json it "
+    "prints\n"
+    "{\"from\", \"path\", \"conventions\": {...}, \"read\", \"written\", \"files\", \"not_carried\", "
+    "\"notes\", ...}.\n"
+    "\n"
     "With --crs the project has a coordinate system, for example EPSG:32650; 'qvprj crs find' finds its\n"
     "code, and 'qvprj set' gives a project another one. Positions are stored as degrees all the same.\n"
     "\n"
@@ -244,8 +249,9 @@ void AddImport(CLI::App& program, Action& action) {
           "pitch, roll, by their names or numbers")
       ->type_name("lon=COLUMN,...")
       ->needs(from);
-  AddProjectConventions(*command, other->conventions);
+  AddFileConventions(*command, other->conventions);
   AddPixelConventions(*command, other->conventions);
+  AddAxisOrder(*command, other->conventions);
   command->footer(kFooter);
   command->callback([options, other, mission, from, &action] {
     const bool ties = options->photo_options.report || options->photo_options.tie != "any" ||

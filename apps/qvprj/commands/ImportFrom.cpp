@@ -12,7 +12,9 @@
 #include "common/SaveProject.h"
 #include "common/Text.h"
 #include "interchange/mapping/ColmapProject.h"
+#include "interchange/mapping/OpenSfmProject.h"
 #include "interchange/mapping/PhotoProject.h"
+#include "interchange/mapping/TextProject.h"
 #include "interchange/text/TextFile.h"
 
 namespace qvapp {
@@ -40,14 +42,40 @@ Report FromPhotos(const Request& request, qvprj::QvProject& project) {
                                    project);
 }
 
+Report FromOpenSfm(const Request& request, qvprj::QvProject& project) {
+  return interchange::ImportOpenSfm(request.options.path, request.frame, request.scene, project);
+}
+
+interchange::TextOptions TextOptionsOf(const Request& request) {
+  interchange::TextOptions made;
+  made.crs = request.options.crs;
+  made.order = AxisOrderOf(request.options.conventions);
+  made.project = request.scene.project;
+  return made;
+}
+
+Report FromOdm(const Request& request, qvprj::QvProject& project) {
+  return interchange::ImportOdm(request.options.path, TextOptionsOf(request), request.cameras, project);
+}
+
+Report FromOpk(const Request& request, qvprj::QvProject& project) {
+  return interchange::ImportText(request.options.path, interchange::TextKind::kOpk, TextOptionsOf(request),
+                                 request.cameras, project);
+}
+
+Report FromYpr(const Request& request, qvprj::QvProject& project) {
+  return interchange::ImportText(request.options.path, interchange::TextKind::kYpr, TextOptionsOf(request),
+                                 request.cameras, project);
+}
+
 struct Kind {
   const char* name;
   Report (*import)(const Request& request, qvprj::QvProject& project);
 };
 
 constexpr std::array kKinds = {
-    Kind{"colmap", FromColmap},
-    Kind{"photos", FromPhotos},
+    Kind{"colmap", FromColmap}, Kind{"opensfm", FromOpenSfm}, Kind{"odm", FromOdm},
+    Kind{"opk", FromOpk},       Kind{"ypr", FromYpr},         Kind{"photos", FromPhotos},
 };
 
 Request RequestOf(const ImportFromOptions& options) {

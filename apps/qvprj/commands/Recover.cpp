@@ -15,25 +15,23 @@ namespace qvapp {
 namespace {
 
 constexpr const char* kFooter =
-    "Reads every row that can still be reached and every whole record of the track file, writes them to a "
-    "new\n"
-    "project and tells what is lost. The damaged files are not changed. Blobs of the track file whose check\n"
-    "value holds are taken whole; of others the records before the damage, told as not verified. What is\n"
-    "damaged without breaking the structure of a file, such as one digit of a number, cannot be told: look "
-    "at\n"
-    "the new project, and run 'qvprj check' on it.\n"
+    "Reads every row that can still be reached and every whole record of the track file, writes them to\n"
+    "a new project and tells what is lost. The damaged files are not changed. Rows below a damaged header,\n"
+    "list of tables or inner page are found on the pages themselves, told as found by a scan; a page that\n"
+    "may belong to several tables is not taken. Blobs of the track file whose check value holds are taken\n"
+    "whole; of others the records before the damage, told as not verified. What is damaged without\n"
+    "breaking the structure of a file, such as one digit of a number, cannot be told: look at the new\n"
+    "project, and run 'qvprj check' on it.\n"
     "\n"
-    "Exit codes: 0 all was recovered, 1 something is lost, or the work failed, 2 wrong usage, 3 nothing can\n"
-    "be recovered.\n"
+    "Exit codes: 0 all was recovered, 1 something is lost, or the work failed, 2 wrong usage, 3 nothing\n"
+    "can be recovered.\n"
     "\n"
-    "With --json: {\"source\", \"complete\", \"tables\": [{\"table\", \"found\", \"kept\", \"lost\", "
-    "\"end_unknown\"}],\n"
-    "\"other_tables\", \"track_file_state\" (\"ok\", \"damaged\" or \"missing\"), \"blobs\": [{\"blob\", "
-    "\"verified\", \"kept\",\n"
-    "\"claimed\"}], \"files\": {\"database\": {\"path\", \"bytes\"}, \"track_file\": {\"path\", "
-    "\"bytes\"}}}; "
-    "\"end_unknown\" where\n"
-    "more rows than \"lost\" tells may be lost; \"claimed\" counts the records that there were.\n"
+    "With --json: {\"source\", \"complete\", \"tables\": [{\"table\", \"found\", \"kept\",\n"
+    "\"found_by_scan\", \"lost\", \"end_unknown\"}], \"other_tables\", \"ambiguous_pages\",\n"
+    "\"track_file_state\" (\"ok\", \"damaged\" or \"missing\"), \"blobs\": [{\"blob\",\n"
+    "\"verified\", \"kept\", \"claimed\"}], \"files\": {\"database\": {\"path\", \"bytes\"},\n"
+    "\"track_file\": {\"path\", \"bytes\"}}}; \"end_unknown\" where more rows than \"lost\"\n"
+    "tells may be lost; \"claimed\" counts the records that there were.\n"
     "\n"
     "Example:\n"
     "  qvprj recover damaged.db --out recovered.db";
@@ -50,10 +48,11 @@ const char* WordOf(qvprj::TrackFileState state) {
 }
 
 std::string TextOf(const qvprj::TableRecovery& table) {
-  if (!table.found) {
+  if (!table.found && table.kept == 0) {
     return "missing: the new one has defaults";
   }
   std::string text = Counted(table.kept, "row", "rows");
+  text += table.found_by_scan > 0 ? ", " + std::to_string(table.found_by_scan) + " found by a scan" : "";
   text += table.lost > 0 ? ", " + std::to_string(table.lost) + " lost" : "";
   return text + (table.end_unknown ? ", and maybe more at the end" : "");
 }
@@ -82,6 +81,10 @@ void PrintAsText(const RecoverOptions& options, const qvprj::RecoveryReport& rep
   for (const std::string& other : report.other_tables) {
     table.Add({other, "no table of a project: not taken over"});
   }
+  if (report.ambiguous_pages > 0) {
+    table.Add({Counted(report.ambiguous_pages, "page", "pages"),
+               "with rows that may belong to several tables: not taken"});
+  }
   for (const qvprj::BlobRecovery& recovery : report.blobs) {
     table.Add({recovery.blob, TextOf(recovery)});
   }
@@ -99,6 +102,7 @@ void PrintAsJson(const RecoverOptions& options, const qvprj::RecoveryReport& rep
     tables.push_back({{"table", table.table},
                       {"found", table.found},
                       {"kept", table.kept},
+                      {"found_by_scan", table.found_by_scan},
                       {"lost", table.lost},
                       {"end_unknown", table.end_unknown}});
   }
@@ -115,6 +119,7 @@ void PrintAsJson(const RecoverOptions& options, const qvprj::RecoveryReport& rep
                   {"complete", report.IsComplete()},
                   {"tables", std::move(tables)},
                   {"other_tables", std::move(others)},
+                  {"ambiguous_pages", report.ambiguous_pages},
                   {"track_file_state", WordOf(report.tracks)},
                   {"blobs", std::move(blobs)},
                   {"files", JsonFiles({report.database, report.track_file})}});

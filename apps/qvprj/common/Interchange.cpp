@@ -73,20 +73,28 @@ void AddProjectConventions(CLI::App& command, ConventionOptions& options) {
           "adjusted orientation differs from that as flown")
       ->check(CLI::IsMember({"auto", "navigation", "opk"}))
       ->type_name("KIND");
+  AddFileConventions(command, options);
+  AddPositionConvention(command, options);
+}
+
+void AddFileConventions(CLI::App& command, ConventionOptions& options) {
   command
       .add_option("--pitch-at-nadir", options.pitch_at_nadir,
                   "the pitch of navigation angles where the camera looks straight down: 0 (default) or -90")
       ->type_name("DEGREES");
+  command
+      .add_option("--geoid-height", options.geoid_height,
+                  "what to add to stored heights to make them heights above the ellipsoid")
+      ->type_name("METRES");
+}
+
+void AddPositionConvention(CLI::App& command, ConventionOptions& options) {
   command
       .add_option("--positions", options.positions,
                   "what positions are in a project without a coordinate system: degrees, cartesian, or auto "
                   "(default)")
       ->check(CLI::IsMember({"auto", "degrees", "cartesian"}))
       ->type_name("KIND");
-  command
-      .add_option("--geoid-height", options.geoid_height,
-                  "what to add to stored heights to make them heights above the ellipsoid")
-      ->type_name("METRES");
 }
 
 void AddPixelConventions(CLI::App& command, ConventionOptions& options) {
@@ -102,6 +110,20 @@ void AddPixelConventions(CLI::App& command, ConventionOptions& options) {
                   "first pixel")
       ->check(CLI::IsMember({"corner", "centre"}))
       ->type_name("PLACE");
+}
+
+void AddAxisOrder(CLI::App& command, ConventionOptions& options) {
+  command
+      .add_option(
+          "--axis-order", options.axis_order,
+          "which coordinate comes first in a text: east-north (default), also longitude first, or north-east")
+      ->check(CLI::IsMember({"east-north", "north-east"}))
+      ->type_name("ORDER");
+}
+
+interchange::AxisOrder AxisOrderOf(const ConventionOptions& options) {
+  return options.axis_order == "east-north" ? interchange::AxisOrder::kEastNorth
+                                            : interchange::AxisOrder::kNorthEast;
 }
 
 interchange::SceneOptions SceneOptionsOf(const ConventionOptions& options) {

@@ -35,7 +35,8 @@ constexpr const char* kFooter =
     "  qvprj set survey.db --crs EPSG:32650\n"
     "  qvprj info survey.db\n"
     "  qvprj check survey.db\n"
-    "  qvprj recover damaged.db --out recovered.db";
+    "  qvprj recover damaged.db --out recovered.db\n"
+    "  qvprj export survey.db --to colmap sparse";
 
 void Describe(CLI::App& program, const std::vector<AddCommand>& commands, Action& action) {
   program.name("qvprj");

@@ -35,9 +35,10 @@ void RequireFree(const ProjectPair& pair, bool force);
 /// What a failure to write `pair` leaves, in a few words: "what was there before is untouched".
 [[nodiscard]] std::string WhatStays(const ProjectPair& pair);
 
-/// Lets `write` make a new pair at the paths that it is given, and puts it in place of `pair` as a whole, once
-/// it is safe on the disk. What `write` throws is thrown, and another failure where the new pair, of about
-/// `bytes`, cannot be put in place; what was there before is untouched then, and nothing else left behind.
+/// Lets `write` make a new pair at the paths that it is given, and puts it in place of `pair` as a whole,
+/// once it is safe on the disk. What `write` throws is thrown, and another failure where the new pair, of
+/// about `bytes`, cannot be put in place; what was there before is untouched then, and nothing else left
+/// behind.
 void ReplaceProject(const ProjectPair& pair, std::uintmax_t bytes,
                     const std::function<void(const ProjectPair& made)>& write);
 

@@ -7,8 +7,8 @@
 
 namespace qvapp {
 
-/// Puts the project in place of `pair`, once the new one is safe on the disk and has been opened again. Throws a
-/// `Failure` otherwise; what was there before is untouched then.
+/// Puts the project in place of `pair`, once the new one is safe on the disk and has been opened again.
+/// Throws a `Failure` otherwise; what was there before is untouched then.
 void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& console);
 
 }  // namespace qvapp

@@ -53,6 +53,25 @@ TEST_F(OpenDamagedTest, ReadsTheRowsBeforeTheDamage) {
   EXPECT_LT(*rows, 700U);
 }
 
+TEST_F(OpenDamagedTest, MakesNoRowsOfAPageThatIsCut) {
+  MakeLarge();
+  const auto size = std::filesystem::file_size(Path()) / 2 / kPageSize * kPageSize;
+  for (const std::size_t rest : {4000U, 1000U, 9U, 1U}) {
+    std::filesystem::resize_file(Path(), size + rest);
+    const auto before = support::Snapshot(folder_.Path());
+    Database db;
+    ASSERT_TRUE(db.OpenDamaged(Path()));
+    RowCollector rows;
+    EXPECT_FALSE(db.ExecSQL("SELECT CASE WHEN s LIKE i || ' 0%' THEN 'row' ELSE 'none' END FROM t",
+                            RowCollector::Take, &rows));
+    EXPECT_GT(rows.rows.size(), 300U);
+    for (const auto& row : rows.rows) {
+      EXPECT_EQ(row[0], "row") << rest;
+    }
+    EXPECT_EQ(support::Snapshot(folder_.Path()), before);
+  }
+}
+
 TEST_F(OpenDamagedTest, WritesNothing) {
   MakeSurvey();
   const auto before = support::Snapshot(folder_.Path());
