@@ -12,6 +12,11 @@ check_cxx_symbol_exists(XXH3_64bits_dispatch xxh_x86dispatch.h QVPRJ_XXHASH_DISP
 unset(CMAKE_REQUIRED_INCLUDES)
 unset(CMAKE_REQUIRED_LIBRARIES)
 
+# What reads the metadata of photos for the program.
+if(QVPRJ_BUILD_APPS)
+  find_package(exiv2 CONFIG REQUIRED)   # EXIF and XMP
+endif()
+
 # Header-only tools of the program and the examples.
 if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS)
   find_package(CLI11 REQUIRED)          # command lines

@@ -14,6 +14,17 @@ struct RenumberedId {
   std::uint64_t to = 0;    ///< in what was written
 };
 
+/// What was decided of each thing that had to be found, such as the photo of a position. Rows have a cell a
+/// column; an empty cell is a value that is not there.
+struct DecisionTable {
+  struct Column {
+    std::string name;
+    bool is_number = false;
+  };
+  std::vector<Column> columns;
+  std::vector<std::vector<std::string>> rows;
+};
+
 /// The report of one import or export. Texts are in the narrow encoding of the paths and names that were
 /// read.
 struct Report {
@@ -30,6 +41,8 @@ struct Report {
 
   /// What the user should know besides.
   std::vector<std::string> notes;
+
+  DecisionTable decisions;  ///< empty where nothing had to be found
 
   /// Ids that are not the same on both sides; empty where all are.
   std::vector<RenumberedId> images;

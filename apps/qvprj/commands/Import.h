@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "common/PhotoOptions.h"
 #include "common/Program.h"
 
 namespace qvapp {
@@ -15,6 +16,8 @@ struct ImportOptions {
   std::string operator_name;
   std::optional<std::string> camera_file;
   std::optional<std::string> crs;
+  std::optional<std::string> photos;  ///< the folder of the photos that belong to the mission
+  PhotoOptions photo_options;
   bool force = false;
   bool json = false;
 };

@@ -13,6 +13,7 @@
 #include "common/Text.h"
 #include "interchange/mapping/ColmapProject.h"
 #include "interchange/mapping/OpenSfmProject.h"
+#include "interchange/mapping/PhotoProject.h"
 #include "interchange/mapping/TextProject.h"
 #include "interchange/text/TextFile.h"
 
@@ -32,6 +33,13 @@ struct Request {
 Report FromColmap(const Request& request, qvprj::QvProject& project) {
   return interchange::ImportColmap(request.options.path,
                                    {request.frame, request.scene, request.options.database}, project);
+}
+
+Report FromPhotos(const Request& request, qvprj::QvProject& project) {
+  const ImportFromOptions& options = request.options;
+  return interchange::ImportPhotos({PhotoOptionsOf(options.photo_options, options.path, options.out),
+                                    options.log, options.columns, request.cameras, options.crs},
+                                   project);
 }
 
 Report FromOpenSfm(const Request& request, qvprj::QvProject& project) {
@@ -67,7 +75,7 @@ struct Kind {
 
 constexpr std::array kKinds = {
     Kind{"colmap", FromColmap}, Kind{"opensfm", FromOpenSfm}, Kind{"odm", FromOdm},
-    Kind{"opk", FromOpk},       Kind{"ypr", FromYpr},
+    Kind{"opk", FromOpk},       Kind{"ypr", FromYpr},         Kind{"photos", FromPhotos},
 };
 
 Request RequestOf(const ImportFromOptions& options) {
@@ -98,6 +106,7 @@ int RunImportFrom(const ImportFromOptions& options, Console& console) {
     RequireProjectName(options.out);
     const ProjectPair pair = PairOf(options.out);
     RequireApart(pair, options.path);
+    RequireReportApart(options.photo_options, pair, {options.path, options.log.value_or("")});
     const auto* const kind =
         std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& k) { return options.kind == k.name; });
     if (kind == kKinds.end()) {
@@ -119,7 +128,7 @@ int RunImportFrom(const ImportFromOptions& options, Console& console) {
     }
     project.string2char(project.GetPrjInfo().operator_name, kOperatorCapacity + 1, options.operator_name);
     SaveAndCheck(pair, project, console);
-    report.files = {pair.database, pair.track_file};
+    report.files.insert(report.files.begin(), {pair.database, pair.track_file});
     if (options.json) {
       Json document{{"from", options.kind}, {"path", JsonText(options.path)}};
       document.update(ReportJson(report));

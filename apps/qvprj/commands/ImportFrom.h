@@ -7,6 +7,7 @@
 
 #include "common/Console.h"
 #include "common/Interchange.h"
+#include "common/PhotoOptions.h"
 
 namespace qvapp {
 
@@ -18,6 +19,9 @@ struct ImportFromOptions {
   std::optional<std::string> offset;       ///< "X,Y,Z"
   std::optional<std::string> database;     ///< colmap: of features and matches
   std::optional<std::string> camera_file;  ///< cameras, where the files have none
+  std::optional<std::string> log;          ///< photos: positions in place of their own
+  std::string columns;                     ///< photos: of the log
+  PhotoOptions photo_options;              ///< photos
   std::string operator_name;
   ConventionOptions conventions;
   bool force = false;

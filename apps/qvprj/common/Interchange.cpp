@@ -35,6 +35,21 @@ Json IdsJson(const std::vector<interchange::RenumberedId>& ids) {
   return json;
 }
 
+Json DecisionsJson(const interchange::DecisionTable& table) {
+  Json json = Json::array();
+  for (const std::vector<std::string>& row : table.rows) {
+    Json object = Json::object();
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      const auto number = table.columns[i].is_number ? interchange::NumberOf(row[i]) : std::nullopt;
+      object[table.columns[i].name] = row[i].empty() ? Json(nullptr)
+                                      : number       ? Json(*number)
+                                                     : JsonText(row[i]);
+    }
+    json.push_back(std::move(object));
+  }
+  return json;
+}
+
 std::string CountsText(const std::vector<std::pair<std::string, std::size_t>>& counts) {
   std::string text;
   for (const auto& [what, count] : counts) {
@@ -157,14 +172,18 @@ Json ReportJson(const Report& report) {
   for (const auto& [what, convention] : report.conventions) {
     conventions[what] = JsonText(convention);
   }
-  return {{"conventions", conventions},
-          {"read", CountsJson(report.read)},
-          {"written", CountsJson(report.written)},
-          {"files", TextsJson(report.files)},
-          {"not_carried", TextsJson(report.not_carried)},
-          {"notes", TextsJson(report.notes)},
-          {"renumbered_images", IdsJson(report.images)},
-          {"renumbered_cameras", IdsJson(report.cameras)}};
+  Json document = {{"conventions", conventions},
+                   {"read", CountsJson(report.read)},
+                   {"written", CountsJson(report.written)},
+                   {"files", TextsJson(report.files)},
+                   {"not_carried", TextsJson(report.not_carried)},
+                   {"notes", TextsJson(report.notes)},
+                   {"renumbered_images", IdsJson(report.images)},
+                   {"renumbered_cameras", IdsJson(report.cameras)}};
+  if (!report.decisions.columns.empty()) {
+    document["decisions"] = DecisionsJson(report.decisions);
+  }
+  return document;
 }
 
 void PrintReport(const Report& report, std::ostream& out) {

@@ -51,7 +51,7 @@ void AddAxisOrder(CLI::App& command, ConventionOptions& options);
 void Converted(const std::function<void()>& work);
 
 /// What stands in the JSON document of every conversion: "conventions", "read", "written", "files",
-/// "not_carried", "notes", "renumbered_images" and "renumbered_cameras".
+/// "not_carried", "notes", "renumbered_images" and "renumbered_cameras"; "decisions" where there were any.
 [[nodiscard]] Json ReportJson(const interchange::Report& report);
 
 /// The same for people.
