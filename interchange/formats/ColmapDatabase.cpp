@@ -288,16 +288,16 @@ ColmapDatabase ReadColmapDatabase(const std::string& path) {
   return made;
 }
 
-void WriteColmapDatabase(const std::string& path, const ColmapDatabase& made) {
-  qvsql::Database database;
-  if (!database.Create(path)) {
+void WriteColmapDatabase(const std::string& path, const ColmapDatabase& database) {
+  qvsql::Database file;
+  if (!file.Create(path)) {
     throw Failure(path, "cannot be made: something is there, or the place cannot be written",
                   "choose another path, or remove what is there");
   }
   try {
-    WriteTables(database, path, made);
+    WriteTables(file, path, database);
   } catch (...) {
-    database = qvsql::Database();
+    file = qvsql::Database();
     std::error_code ignored;
     std::filesystem::remove(path, ignored);
     throw;

@@ -425,7 +425,7 @@ void CreateField(OGRLayerH layer, const GisField& field, GisFormat format) {
 std::string Described(const GisLayer& layer, const GisData& data) {
   std::string text = layer.description;
   for (const auto& [what, convention] : data.conventions) {
-    text += " " + what + ": " + convention + ".";
+    text.append(" ").append(what).append(": ").append(convention).append(".");
   }
   return Utf8Of(text);
 }
@@ -482,7 +482,7 @@ std::size_t WriteLayer(GDALDatasetH dataset, const Driver& driver, const GisLaye
 
 Dataset Create(const Driver& driver, const std::string& path, const Errors& errors,
                const std::string& target) {
-  const GDALDriverH gdal = GDALGetDriverByName(driver.name);
+  auto* const gdal = GDALGetDriverByName(driver.name);
   if (gdal == nullptr) {
     throw Failure(target, std::string("this GDAL has no driver ") + driver.name,
                   "install one that has it, or choose another format");
@@ -518,10 +518,9 @@ void RequireWhole(const std::string& path, const Driver& driver, const std::vect
   const char* const drivers[] = {driver.name, nullptr};
   const Dataset dataset(GDALOpenEx(path.c_str(), GDAL_OF_VECTOR, drivers, nullptr, nullptr));
   for (const GisLayer* const layer : layers) {
-    const OGRLayerH found = !dataset ? nullptr
-                            : layers.size() == 1
-                                ? GDALDatasetGetLayer(dataset.get(), 0)
-                                : GDALDatasetGetLayerByName(dataset.get(), layer->name.c_str());
+    auto* const found = !dataset             ? nullptr
+                        : layers.size() == 1 ? GDALDatasetGetLayer(dataset.get(), 0)
+                                             : GDALDatasetGetLayerByName(dataset.get(), layer->name.c_str());
     std::size_t count = 0;
     while (found != nullptr) {
       const Feature feature(OGR_L_GetNextFeature(found));
@@ -671,7 +670,7 @@ std::string ConnectionOf(const std::string& target) {
 
 /// The one cell of a query; none where it fails or gives null.
 std::optional<std::string> Answer(GDALDatasetH dataset, const std::string& query) {
-  const OGRLayerH result = GDALDatasetExecuteSQL(dataset, query.c_str(), nullptr, nullptr);
+  auto* const result = GDALDatasetExecuteSQL(dataset, query.c_str(), nullptr, nullptr);
   if (result == nullptr) {
     return std::nullopt;
   }
@@ -875,7 +874,7 @@ GisTable::GisTable(const std::string& target, const GisLayer& layout) : state_(s
     }
     return;
   }
-  const OGRFeatureDefnH definition = OGR_L_GetLayerDefn(state.layer.layer);
+  auto* const definition = OGR_L_GetLayerDefn(state.layer.layer);
   for (const GisField& field : layout.fields) {
     const int place = OGR_FD_GetFieldIndex(definition, field.name.c_str());
     if (place < 0) {

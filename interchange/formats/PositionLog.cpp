@@ -171,7 +171,7 @@ std::optional<DateTime> TimeOf(std::string_view text, bool comma) {
 class TableReader {
  public:
   TableReader(const std::string& path, char separator, const Layout& layout)
-      : path_(path), layout_(layout), separator_(separator), comma_(separator == ';' || separator == '\t') {}
+      : path_(path), layout_(layout), comma_(separator == ';' || separator == '\t') {}
 
   void Take(std::size_t line, const std::vector<std::string>& fields, PositionLog& log) const {
     PositionRecord record;
@@ -239,7 +239,6 @@ class TableReader {
 
   const std::string& path_;
   const Layout& layout_;
-  char separator_;
   bool comma_;
 };
 

@@ -85,6 +85,7 @@ std::vector<RenumberedId> Changed(const std::vector<std::uint32_t>& foreign, con
 template <class Elements>
 std::vector<std::uint32_t> IdsOf(const Elements& elements) {
   std::vector<std::uint32_t> ids;
+  ids.reserve(elements.size());
   for (const auto& element : elements) {
     ids.push_back(element.id);
   }

@@ -2,6 +2,7 @@
 #include "interchange/mapping/GroundControl.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -28,13 +29,8 @@ bool IsGcpList(const std::string& path) {
     if (first.empty() || first.front() == '#') {
       continue;
     }
-    for (const char* const start :
-         {"epsg:", "wgs84 utm", "+proj", "projcs", "geogcs", "projcrs", "geogcrs"}) {
-      if (first.starts_with(start)) {
-        return true;
-      }
-    }
-    return false;
+    constexpr std::array kStarts = {"epsg:", "wgs84 utm", "+proj", "projcs", "geogcs", "projcrs", "geogcrs"};
+    return std::ranges::any_of(kStarts, [&first](const char* start) { return first.starts_with(start); });
   }
   return false;
 }

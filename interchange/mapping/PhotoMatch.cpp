@@ -87,13 +87,13 @@ class Matcher {
     if (photos_.empty() || records_.empty()) {
       match_.refusal = photos_.empty() ? "there are no photos" : "there are no position records";
     } else {
-      Tie_();
+      TieAll();
     }
     return Told();
   }
 
  private:
-  void Tie_() {
+  void TieAll() {
     const TieBy by = options_.by;
     if ((by == TieBy::kAny || by == TieBy::kName) && TieByName()) {
       return;
@@ -754,8 +754,8 @@ class Matcher {
         }
       }
     }
-    const auto best = std::max_element(runs.begin(), runs.end(),
-                                       [](const Pairs& a, const Pairs& b) { return a.size() < b.size(); });
+    const auto* const best = std::max_element(
+        runs.begin(), runs.end(), [](const Pairs& a, const Pairs& b) { return a.size() < b.size(); });
     if (best->size() * 2 < std::min(photos_.size(), records_.size()) || best->empty()) {
       return false;
     }

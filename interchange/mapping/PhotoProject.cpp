@@ -255,6 +255,7 @@ std::map<CameraKey, int> AddCameras(const std::vector<const PhotoMetadata*>& use
     kinds[KeyOf(*photo)].push_back(photo);
   }
   std::vector<const std::vector<const PhotoMetadata*>*> order;
+  order.reserve(kinds.size());
   for (const auto& [key, photos] : kinds) {
     order.push_back(&photos);
   }

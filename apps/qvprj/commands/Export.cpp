@@ -177,6 +177,7 @@ void Open(const std::string& path, qvprj::QvProject& project, Console& console) 
 
 std::vector<std::string> ExportKinds() {
   std::vector<std::string> names;
+  names.reserve(kKinds.size());
   for (const Kind& kind : kKinds) {
     names.emplace_back(kind.name);
   }

@@ -95,6 +95,7 @@ Request RequestOf(const ImportFromOptions& options) {
 
 std::vector<std::string> ImportKinds() {
   std::vector<std::string> names;
+  names.reserve(kKinds.size());
   for (const Kind& kind : kKinds) {
     names.emplace_back(kind.name);
   }
