@@ -114,6 +114,16 @@ std::vector<std::vector<std::string>> Rows(qvsql::Database& database, const std:
   return rows;
 }
 
+/// How many rows a statement gives; 0 where the release of the database has no such table or column.
+std::size_t CountRows(qvsql::Database& database, const std::string& statement) {
+  std::size_t count = 0;
+  const auto add = [](void* user, int /*columns*/, char** /*values*/, char** /*names*/) {
+    ++*static_cast<std::size_t*>(user);
+    return 0;
+  };
+  return database.ExecSQL(statement, add, &count) ? count : 0;
+}
+
 ColmapMatches ReadMatches(qvsql::Database& database, const std::string& path, const std::string& name) {
   ColmapMatches matches;
   const BlobTable table = ReadBlobTable(database, path, name, 3, 4);
@@ -284,6 +294,13 @@ ColmapDatabase ReadColmapDatabase(const std::string& path) {
   ReadKeypoints(database, path, made);
   made.matches = ReadMatches(database, path, "matches");
   made.verified = ReadMatches(database, path, "two_view_geometries");
+  made.geometries =
+      CountRows(database,
+                "SELECT pair_id FROM two_view_geometries WHERE length(F) > 0 OR length(E) > 0 OR "
+                "length(H) > 0");
+  made.priors =
+      CountRows(database, "SELECT image_id FROM images WHERE prior_qw NOT NULL OR prior_tx NOT NULL") +
+      CountRows(database, "SELECT image_id FROM pose_priors");
   made.descriptors = Rows(database, path, "SELECT image_id FROM descriptors WHERE rows > 0").size();
   return made;
 }

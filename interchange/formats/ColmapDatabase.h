@@ -30,6 +30,8 @@ struct ColmapDatabase {
   // Of a database that was read: what it has besides.
   std::size_t shapes = 0;       ///< keypoints with a scale, orientation or affine shape
   std::size_t descriptors = 0;  ///< images with descriptors
+  std::size_t geometries = 0;   ///< pairs with a matrix or a pose
+  std::size_t priors = 0;       ///< images with a prior of their position or orientation
 };
 
 /// The number that stands for a pair of images: 2147483647 times the smaller id and the larger one.

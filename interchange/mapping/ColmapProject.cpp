@@ -312,6 +312,8 @@ void TakeMatches(const ColmapDatabase& database, const std::unordered_map<std::u
                   : Count(database.matches) - std::min(Count(from), Count(database.matches)),
               "matches that were not verified");
   report.Lose(database.shapes, "scales and shapes of features");
+  report.Lose(database.geometries, "matrices and poses of pairs of images");
+  report.Lose(database.priors, "priors of positions or orientations of images");
   report.Lose(database.descriptors, "images' descriptors");
 }
 
@@ -528,6 +530,7 @@ Report ExportColmapModel(qvprj::QvProject& project, const std::string& folder, C
                     {"images", model.images.size()},
                     {"image points", points},
                     {"points", model.points.size()}};
+  report.Lose(scene.cameras.size(), "names of cameras, sizes of sensors in millimetres");
   TellWhatScenesLack(project, true, report);
   return report;
 }
@@ -579,6 +582,7 @@ Report ExportColmapDatabase(qvprj::QvProject& project, const std::string& path, 
   }
   report.notes.emplace_back(
       "all matches are written as verified (config 2, calibrated), since the mapper takes no others");
+  report.Lose(scene.cameras.size(), "names of cameras, sizes of sensors in millimetres");
   TellWhatScenesLack(project, false, report);
   return report;
 }

@@ -238,6 +238,26 @@ Scene SceneOf(qvprj::QvProject& project, const ProjectFrame& frame, const WorldF
   return scene;
 }
 
+void TellWhatIsNowhere(const qvprj::QvProject& project, Report& report) {
+  const qvprj::PrjInfo& info = project.GetPrjInfo();
+  std::size_t texts = 0;
+  for (const char* const text : {info.project_name, info.operator_name, info.date, info.description}) {
+    texts += text[0] != '\0' ? 1U : 0U;
+  }
+  report.Lose(texts + (info.height != 0.0 ? 1U : 0U),
+              "project information: name, operator, date, description, flying height");
+  std::size_t paths = 0;
+  std::unordered_set<int> strips;
+  const qvfd::ImageInfoSet& images = project.GetImageInfoSet();
+  for (int i = 0; i < images.Size(); ++i) {
+    const qvfd::ImageInfo& image = *images.GetImage(i);
+    paths += !image.Path().empty() && image.Path() != image.Name() ? 1U : 0U;
+    strips.insert(images.GetImageExt(i)->strip_id);
+  }
+  report.Lose(paths, "paths of images");
+  report.Lose(strips.size() > 1 ? strips.size() : 0, "flight strips");
+}
+
 void TellWhatScenesLack(qvprj::QvProject& project, bool matchesToo, Report& report) {
   std::vector<int> ids;
   project.GetGroundControl().ground_points.GetPointIndex(ids);
@@ -249,11 +269,7 @@ void TellWhatScenesLack(qvprj::QvProject& project, bool matchesToo, Report& repo
     }
     report.Lose(matches, "matches");
   }
-  std::unordered_set<int> strips;
-  for (int i = 0; i < project.GetImageInfoSet().Size(); ++i) {
-    strips.insert(project.GetImageInfoSet().GetImageExt(i)->strip_id);
-  }
-  report.Lose(strips.size() > 1 ? strips.size() : 0, "flight strips");
+  TellWhatIsNowhere(project, report);
 }
 
 void TakeScene(const Scene& scene, const ProjectFrame& frame, const WorldFrame& world,

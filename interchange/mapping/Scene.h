@@ -68,6 +68,9 @@ struct Scene {
 [[nodiscard]] Scene SceneOf(qvprj::QvProject& project, const ProjectFrame& frame, const WorldFrame& world,
                             const SceneOptions& options, Report& report);
 
+/// What of a project no format of another program holds: project information, paths that are not the names, strips.
+void TellWhatIsNowhere(const qvprj::QvProject& project, Report& report);
+
 /// What of a project no scene holds: as flown orientations, strips, ground control, matches, and so on.
 void TellWhatScenesLack(qvprj::QvProject& project, bool matchesToo, Report& report);
 

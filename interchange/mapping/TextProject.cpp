@@ -193,7 +193,9 @@ Report ExportText(qvprj::QvProject& project, const std::string& path, TextKind k
   report.read = {{"images", lines.size()}};
   report.written = {{"lines", lines.size()}};
   report.Lose(static_cast<std::size_t>(project.GetCameraInfoSet().Size()), "cameras");
+  report.Lose(project.GetFeatures().size(), "images' features");
   report.Lose(project.GetTracks().size(), "tie points");
+  TellWhatScenesLack(project, true, report);
   return report;
 }
 
@@ -271,6 +273,7 @@ Report ExportOdm(qvprj::QvProject& project, const std::string& folder, const Tex
   }
   report.Lose(static_cast<std::size_t>(project.GetCameraInfoSet().Size()), "cameras");
   report.Lose(project.GetTracks().size(), "tie points: '--to opensfm' writes them");
+  TellWhatIsNowhere(project, report);
   return report;
 }
 

@@ -161,6 +161,14 @@ TEST_F(InterchangeCommand, WhatWasExportedComesBackAsAProject) {
   }
 }
 
+TEST_F(InterchangeCommand, MissingFilesAreTold) {
+  for (const char* const kind : {"colmap", "opensfm", "odm", "opk", "ypr", "photos"}) {
+    const ImportFromOptions options = From(kind, "nowhere", "o.db");
+    EXPECT_THAT(apps_test::Run(qvapp::RunImportFrom, options),
+                FailsWith(kFailed, options.path, "no such file or folder"));
+  }
+}
+
 TEST_F(InterchangeCommand, ImportThatFailsLeavesNothing) {
   support::WriteText(folder_.File("bad.txt"), "a 1 2\n");
   const auto before = folder_.Names();

@@ -513,6 +513,35 @@ TEST(ColmapDatabaseTest, BelongsToAModelByTheNamesOfImages) {
   EXPECT_EQ(back.GetTracks().size(), project.GetTracks().size());
 }
 
+TEST(ColmapDatabaseTest, WhatAProjectHasNoPlaceForIsTold) {
+  const TempFolder folder;
+  qvprj::QvProject project = SyntheticProject();
+  ExportColmapDatabase(project, folder.File("d.db"), {});
+  support::Execute(folder.File("d.db"),
+                   "UPDATE two_view_geometries SET F = zeroblob(72) WHERE pair_id IN (SELECT pair_id FROM "
+                   "two_view_geometries LIMIT 2); UPDATE images SET prior_tx = 1 WHERE image_id = 1;"
+                   "INSERT INTO descriptors VALUES(1, 1, 128, zeroblob(128));"
+                   "INSERT INTO matches VALUES(2147483647 * 900 + 901, 1, 2, zeroblob(8))");
+  qvprj::QvProject back;
+  const Report report = ImportColmap(folder.File("d.db"), {}, back);
+  EXPECT_THAT(report.not_carried,
+              testing::IsSupersetOf({"matrices and poses of pairs of images (2)",
+                                     "priors of positions or orientations of images (1)",
+                                     "images' descriptors (1)", "matches that were not verified (1)"}));
+}
+
+TEST(ColmapModelTest, WhatColmapHasNoPlaceForIsTold) {
+  const TempFolder folder;
+  qvprj::QvProject project = SyntheticProject();
+  project.GetGroundControl().ground_points.AddPoint(1, {});
+  const Report report = Export(project, folder.File("m"));
+  EXPECT_THAT(
+      report.not_carried,
+      testing::IsSupersetOf({HasSubstr("orientations as flown, which differ (18)"), HasSubstr("flight strips (3)"),
+                             HasSubstr("paths of images (18)"), HasSubstr("project information"),
+                             HasSubstr("ground points"), HasSubstr("matches ("), HasSubstr("sensors")}));
+}
+
 TEST(ColmapDatabaseTest, IsNotWrittenOverSomething) {
   const TempFolder folder;
   qvprj::QvProject project = SyntheticProject();

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
+#include <system_error>
 
 #include "common/CameraFile.h"
 #include "common/Failure.h"
@@ -116,6 +118,10 @@ int RunImportFrom(const ImportFromOptions& options, Console& console) {
     }
     RequireKept("--operator", "name", options.operator_name, kOperatorCapacity);
     const Request request = RequestOf(options);
+    std::error_code error;
+    if (!std::filesystem::exists(options.path, error)) {
+      throw Failure(options.path, "no such file or folder", "check the path");
+    }
     RequireFree(pair, options.force);
     qvprj::QvProject project;
     Report report;
