@@ -184,17 +184,6 @@ GroundPointLine LineOf(const LineReader& reader) {
   return line;
 }
 
-std::string Quoted(const std::string& text) {
-  if (text.find_first_of(",\"\n") == std::string::npos) {
-    return text;
-  }
-  std::string quoted = "\"";
-  for (const char c : text) {
-    quoted.append(c == '"' ? 2 : 1, c);
-  }
-  return quoted + '"';
-}
-
 }  // namespace
 
 GroundPointTable ReadGroundPointTable(const std::string& path, const std::string& columns) {
@@ -244,11 +233,11 @@ GroundPointTable ReadGroundPointTable(const std::string& path, const std::string
 void WriteGroundPointTable(const std::string& path, const GroundPointTable& table) {
   std::string text = "name,x,y,z,role,type,enabled,image,column,row\n";
   for (const GroundPointLine& line : table.lines) {
-    text += Quoted(line.name) + "," + TextOf(line.x) + "," + TextOf(line.y) + "," + TextOf(line.z) + "," +
-            (line.is_check ? *line.is_check ? "check" : "control" : "") + "," +
+    text += QuotedField(line.name) + "," + TextOf(line.x) + "," + TextOf(line.y) + "," + TextOf(line.z) +
+            "," + (line.is_check ? *line.is_check ? "check" : "control" : "") + "," +
             (line.type ? std::to_string(*line.type) : "") + "," + (line.enabled ? "1" : "0") + ",";
-    text +=
-        line.image.empty() ? ",," : Quoted(line.image) + "," + TextOf(line.column) + "," + TextOf(line.row);
+    text += line.image.empty() ? ",,"
+                               : QuotedField(line.image) + "," + TextOf(line.column) + "," + TextOf(line.row);
     text += "\n";
   }
   WriteWholeFile(path, text);

@@ -51,18 +51,6 @@ std::string Joined(const OrientationLine& line, char separator, const std::strin
   return text + "\n";
 }
 
-/// A field of a table, in quotes where it needs them.
-std::string Quoted(const std::string& text) {
-  if (text.find_first_of(",\"\n") == std::string::npos) {
-    return text;
-  }
-  std::string quoted = "\"";
-  for (const char c : text) {
-    quoted.append(c == '"' ? 2 : 1, c);
-  }
-  return quoted + '"';
-}
-
 }  // namespace
 
 std::vector<OrientationLine> ReadOpkText(const std::string& path) {
@@ -138,7 +126,7 @@ std::vector<OrientationLine> ReadYprText(const std::string& path) {
 void WriteYprText(const std::string& path, const std::vector<OrientationLine>& lines) {
   std::string text = "name,c1,c2,z,yaw,pitch,roll\n";
   for (const OrientationLine& line : lines) {
-    text += Joined(line, ',', Quoted(line.name));
+    text += Joined(line, ',', QuotedField(line.name));
   }
   WriteWholeFile(path, text);
 }

@@ -198,6 +198,17 @@ std::vector<std::string> Fields(std::string_view line, char separator) {
   }
 }
 
+std::string QuotedField(const std::string& text) {
+  if (text.find_first_of(",\"\n") == std::string::npos) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (const char c : text) {
+    quoted.append(c == '"' ? 2 : 1, c);
+  }
+  return quoted + '"';
+}
+
 char SeparatorOf(std::string_view line) {
   for (const char separator : {'\t', ';', ','}) {
     bool quoted = false;

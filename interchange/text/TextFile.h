@@ -59,6 +59,9 @@ class Lines {
 /// and quotes that are doubled.
 [[nodiscard]] std::vector<std::string> Fields(std::string_view line, char separator);
 
+/// A field as a table with commas takes it: in quotes where it has a comma, a quote or a line end.
+[[nodiscard]] std::string QuotedField(const std::string& text);
+
 /// The separator of a table, by its first line: tab, semicolon, or comma, the first of them that is there
 /// outside of quotes; a blank where none is.
 [[nodiscard]] char SeparatorOf(std::string_view line);

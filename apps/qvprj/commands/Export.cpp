@@ -7,10 +7,10 @@
 #include <memory>
 #include <system_error>
 
-#include "common/DatabaseFiles.h"
 #include "common/Failure.h"
 #include "common/Json.h"
 #include "common/ProjectPair.h"
+#include "common/SaveProject.h"
 #include "common/Text.h"
 #include "interchange/mapping/BundlerProject.h"
 #include "interchange/mapping/ColmapProject.h"
@@ -165,14 +165,6 @@ void RequireRoom(const Kind& kind, const ExportOptions& options) {
   }
 }
 
-void Open(const std::string& path, qvprj::QvProject& project, Console& console) {
-  const StatusLine status(console, "Reading", path);
-  RequireDatabase(path, DatabaseKind::kProject);
-  if (!project.OpenPrj(path)) {
-    ThrowWhyNotProject(path);
-  }
-}
-
 }  // namespace
 
 std::vector<std::string> ExportKinds() {
@@ -188,7 +180,7 @@ int RunExport(const ExportOptions& options, Console& console) {
   return Reported(console.err, [&] {
     const Kind& kind = KindOf(options.to);
     qvprj::QvProject project;
-    Open(options.project, project, console);
+    OpenProject(options.project, project, console);
     RequireRoom(kind, options);
     Report report;
     {

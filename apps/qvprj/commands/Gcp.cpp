@@ -9,6 +9,7 @@
 #include "common/Failure.h"
 #include "common/Json.h"
 #include "common/ProjectPair.h"
+#include "common/SaveProject.h"
 #include "common/Text.h"
 #include "interchange/mapping/GroundControl.h"
 
@@ -47,14 +48,6 @@ interchange::GroundControlOptions ControlOptionsOf(const GcpOptions& options) {
   made.project = scene.project;
   made.pixel_origin = scene.pixel_origin;
   return made;
-}
-
-void Open(const std::string& path, qvprj::QvProject& project, Console& console) {
-  const StatusLine status(console, "Reading", path);
-  RequireDatabase(path, DatabaseKind::kProject);
-  if (!project.OpenPrj(path)) {
-    ThrowWhyNotProject(path);
-  }
 }
 
 /// One table in place of its rows; an older one without all columns is made anew.
@@ -135,7 +128,7 @@ int RunGcpImport(const GcpOptions& options, Console& console) {
   return Reported(console.err, [&] {
     RequireApart(PairOf(options.project), options.file);
     qvprj::QvProject project;
-    Open(options.project, project, console);
+    OpenProject(options.project, project, console);
     Report report;
     Converted([&] { report = ImportGroundControl(options.file, ControlOptionsOf(options), project); });
     SaveGroundControl(options.project, project, console);
@@ -149,7 +142,7 @@ int RunGcpExport(const GcpOptions& options, Console& console) {
   return Reported(console.err, [&] {
     RequireApart(PairOf(options.project), options.file);
     qvprj::QvProject project;
-    Open(options.project, project, console);
+    OpenProject(options.project, project, console);
     std::error_code error;
     if (!options.force && std::filesystem::exists(options.file, error)) {
       throw Failure(options.file, "exists already", "use --force to replace it");

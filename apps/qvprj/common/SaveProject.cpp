@@ -1,8 +1,9 @@
-// Saving what an import made, so that it is known to open again.
+// Opening a project that a command reads, and saving what an import made.
 #include "common/SaveProject.h"
 
 #include <cstdint>
 
+#include "common/DatabaseFiles.h"
 #include "common/Failure.h"
 
 namespace qvapp {
@@ -37,6 +38,14 @@ bool OpensAgain(const std::string& path, qvprj::QvProject& saved) {
 }
 
 }  // namespace
+
+void OpenProject(const std::string& path, qvprj::QvProject& project, Console& console) {
+  const StatusLine status(console, "Reading", path);
+  RequireDatabase(path, DatabaseKind::kProject);
+  if (!project.OpenPrj(path)) {
+    ThrowWhyNotProject(path);
+  }
+}
 
 void SaveAndCheck(const ProjectPair& pair, qvprj::QvProject& project, Console& console) {
   const StatusLine status(console, "Saving", pair.database);
