@@ -535,11 +535,11 @@ TEST(ColmapModelTest, WhatColmapHasNoPlaceForIsTold) {
   qvprj::QvProject project = SyntheticProject();
   project.GetGroundControl().ground_points.AddPoint(1, {});
   const Report report = Export(project, folder.File("m"));
-  EXPECT_THAT(
-      report.not_carried,
-      testing::IsSupersetOf({HasSubstr("orientations as flown, which differ (18)"), HasSubstr("flight strips (3)"),
-                             HasSubstr("paths of images (18)"), HasSubstr("project information"),
-                             HasSubstr("ground points"), HasSubstr("matches ("), HasSubstr("sensors")}));
+  EXPECT_THAT(report.not_carried,
+              testing::IsSupersetOf({HasSubstr("orientations as flown, which differ (18)"),
+                                     HasSubstr("flight strips (3)"), HasSubstr("paths of images (18)"),
+                                     HasSubstr("project information"), HasSubstr("ground points"),
+                                     HasSubstr("matches ("), HasSubstr("sensors")}));
 }
 
 TEST(ColmapDatabaseTest, IsNotWrittenOverSomething) {
