@@ -269,6 +269,9 @@ std::uint64_t ColmapPairId(std::uint32_t a, std::uint32_t b) {
 }
 
 ColmapDatabase ReadColmapDatabase(const std::string& path) {
+  if (!IsFile(path)) {
+    throw Failure(path, "no such file", "check the path");
+  }
   qvsql::Database database;
   if (!database.Open(path)) {
     throw Failure(path, "is no database, or cannot be read", "name a COLMAP database");
@@ -306,18 +309,28 @@ ColmapDatabase ReadColmapDatabase(const std::string& path) {
 }
 
 void WriteColmapDatabase(const std::string& path, const ColmapDatabase& database) {
-  qvsql::Database file;
-  if (!file.Create(path)) {
-    throw Failure(path, "cannot be made: something is there, or the place cannot be written",
-                  "choose another path, or remove what is there");
-  }
+  const std::string made = path + ".part";
+  std::error_code error;
   try {
+    std::filesystem::remove(made, error);  // of a program that was killed
+    qvsql::Database file;
+    if (!file.Create(made)) {
+      throw Failure(path, "cannot be written", "make room, or choose another place");
+    }
     WriteTables(file, path, database);
   } catch (...) {
-    file = qvsql::Database();
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    std::filesystem::remove(made, error);
     throw;
+  }
+  // What stands beside a database that was there would be taken for the new one's.
+  for (const char* const side : {"-journal", "-wal", "-shm"}) {
+    std::filesystem::remove(path + side, error);
+  }
+  std::filesystem::rename(made, path, error);
+  if (error) {
+    const std::string reason = error.message();
+    std::filesystem::remove(made, error);
+    throw Failure(path, "cannot be written: " + reason, "choose another place");
   }
 }
 

@@ -40,8 +40,8 @@ struct ColmapDatabase {
 /// Reads a database of any release. Throws `Failure` when it is none or damaged.
 [[nodiscard]] ColmapDatabase ReadColmapDatabase(const std::string& path);
 
-/// Writes a new database. Throws `Failure` when something is at `path` already, or it cannot be written;
-/// nothing is left then.
+/// Writes the database in place of what is there, as a whole or not at all: under another name first. Throws
+/// `Failure` when it cannot be written; what was there is then as it was.
 void WriteColmapDatabase(const std::string& path, const ColmapDatabase& database);
 
 }  // namespace interchange

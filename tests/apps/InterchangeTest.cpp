@@ -19,6 +19,7 @@ using qvapp::ImportFromOptions;
 using qvapp::kFailed;
 using qvapp::kWrongUsage;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -99,7 +100,8 @@ TEST_F(InterchangeCommand, EveryFormatIsWrittenAndReported) {
 TEST_F(InterchangeCommand, ReportsForPeopleNameTheConventions) {
   const Outcome outcome = apps_test::Run(qvapp::RunExport, To("colmap", "sparse"));
   EXPECT_THAT(outcome, Succeeds());
-  for (const char* const word : {"18 images", "angles", "axes", "heights", "pixel origin", "cameras.bin"}) {
+  for (const char* const word :
+       {"1 camera, 18 images", "angles", "axes", "heights", "pixel origin", "cameras.bin"}) {
     EXPECT_THAT(outcome.out, HasSubstr(word));
   }
 }
@@ -187,6 +189,101 @@ TEST_F(InterchangeCommand, CommandLine) {
   EXPECT_EQ(Shell(folder_, "qvprj import --from colmap sparse --offset 1,2 --out b.db").code, kWrongUsage);
   EXPECT_EQ(Shell(folder_, "qvprj export survey.db --to colmap").code, kWrongUsage);
   EXPECT_EQ(Shell(folder_, "qvprj gcp").code, kWrongUsage);
+}
+
+TEST_F(InterchangeCommand, OptionsOfTheCommandLineArrive) {
+  struct Case {
+    const char* to;
+    const char* option;
+    const char* told;  ///< by the report, with the option and not without it
+  };
+  const Case cases[] = {
+      {"colmap", "--orientation as-flown", "as flown: navigation angles"},
+      {"colmap", "--angles navigation", "adjusted: navigation angles"},
+      {"ypr", "--pitch-at-nadir -90", "pitch -90 straight down"},
+      {"colmap", "--geoid-height 12.5", "12.5 m below those above the ellipsoid"},
+      {"geojson", "--geoid-height 12.5", "12.5 m were added"},
+      {"gpkg", "--geoid-height 12.5", "12.5 m below those above the ellipsoid"},
+      {"kml", "--geoid-height 12.5", "12.5 m below those above the ellipsoid"},
+      {"shp", "--geoid-height 12.5", "12.5 m below those above the ellipsoid"},
+      {"fgb", "--geoid-height 12.5", "12.5 m below those above the ellipsoid"},
+      {"colmap", "--principal-point pixels", "x0, y0 in pixels from the corner"},
+      {"colmap", "--pixel-origin centre", "from the middle of the first one"},
+      {"opk", "--axis-order north-east", "northing then easting"},
+      {"odm", "--axis-order north-east --crs EPSG:4326", "latitude then longitude"},
+      {"opk", "--crs EPSG:4326", "longitude then latitude"},
+      {"gpkg", "--ground 20.5", "the given height 20.5"},
+      {"gpkg", "--check-type 7", "ground points of type 7"},
+      {"gpkg", "--tie-points", "0 check points, 191 tie points"},
+  };
+  int number = 0;
+  for (const auto& [to, option, told] : cases) {
+    const std::string command = std::string("qvprj export survey.db --to ") + to + " out";
+    const Outcome without = Shell(folder_, command + std::to_string(++number));
+    const Outcome with = Shell(folder_, command + std::to_string(++number) + " " + option);
+    ASSERT_THAT(without, Succeeds()) << to;
+    ASSERT_THAT(with, Succeeds()) << to << ' ' << option;
+    EXPECT_THAT(without.out, Not(HasSubstr(told))) << to << ' ' << option;
+    EXPECT_THAT(with.out, HasSubstr(told)) << to << ' ' << option;
+  }
+}
+
+TEST_F(InterchangeCommand, PositionsCanBeSaidToBeCartesian) {
+  support::Execute(survey_, "UPDATE data_project SET coordinate_id = -1");
+  EXPECT_THAT(Shell(folder_, "qvprj export survey.db --to gpkg a.gpkg").out, HasSubstr("WGS 84 degrees"));
+  EXPECT_THAT(Shell(folder_, "qvprj export survey.db --to gpkg b.gpkg --positions cartesian").out,
+              HasSubstr("the project's own Cartesian frame"));
+}
+
+TEST_F(InterchangeCommand, BundlerLeavesOutWhatItLacksWhereThisIsWanted) {
+  support::Execute(survey_, "UPDATE data_camera SET p1 = 0.001");
+  const Outcome refused = Shell(folder_, "qvprj export survey.db --to bundler out");
+  EXPECT_EQ(refused.code, kFailed);
+  EXPECT_THAT(refused.err, IsOneLine());
+  EXPECT_THAT(Shell(folder_, "qvprj export survey.db --to bundler out --approximate"), Succeeds());
+}
+
+TEST_F(InterchangeCommand, MatchesComeFromTheDatabaseOfAModel) {
+  ASSERT_THAT(Shell(folder_,
+                    "qvprj export survey.db --to colmap sparse && "
+                    "qvprj export survey.db --to colmap-db database.db"),
+              Succeeds());
+  Outcome outcome = Shell(folder_, "qvprj import --from colmap sparse --out without.db --json");
+  ASSERT_THAT(outcome, Succeeds());
+  EXPECT_FALSE(json::parse(outcome.out)["conventions"].contains("matches"));
+  outcome = Shell(folder_, "qvprj import --from colmap sparse --database database.db --out with.db --json");
+  ASSERT_THAT(outcome, Succeeds());
+  EXPECT_TRUE(json::parse(outcome.out)["conventions"].contains("matches"));
+  qvprj::QvProject original;
+  qvprj::QvProject back;
+  ASSERT_TRUE(original.OpenPrj(survey_));
+  ASSERT_TRUE(back.OpenPrj(folder_.File("without.db")));
+  EXPECT_TRUE(back.GetMatches().empty());
+  ASSERT_TRUE(back.OpenPrj(folder_.File("with.db")));
+  EXPECT_EQ(back.GetMatches().size(), original.GetMatches().size());
+
+  const auto before = folder_.Names();
+  EXPECT_THAT(Shell(folder_, "qvprj import --from colmap sparse --database nowhere.db --out other.db"),
+              FailsWith(kFailed, "nowhere.db", "no such file"));
+  EXPECT_EQ(folder_.Names(), before);
+}
+
+TEST_F(InterchangeCommand, ColmapDatabaseIsReplacedAsAWhole) {
+  MakeProject(folder_.File("plain.db"));  // its images have no camera, so that nothing can be written
+  ExportOptions options = To("colmap-db", "database.db");
+  support::WriteText(options.path, "mine");
+  support::WriteText(options.path + "-wal", "of a program that was killed");
+  options.force = true;
+  options.project = folder_.File("plain.db");
+  const auto before = support::Snapshot(folder_.Path());
+  EXPECT_EQ(apps_test::Run(qvapp::RunExport, options).code, kFailed);
+  EXPECT_EQ(support::Snapshot(folder_.Path()), before);
+
+  options.project = survey_;
+  EXPECT_THAT(apps_test::Run(qvapp::RunExport, options), Succeeds());
+  EXPECT_EQ(support::QueryOne(options.path, "SELECT count(*) FROM images"), "18");
+  EXPECT_FALSE(fs::exists(options.path + "-wal"));  // it would be taken for one of the new database
+  EXPECT_FALSE(fs::exists(options.path + ".part"));
 }
 
 TEST_F(InterchangeCommand, GroundPointsAreAddedAndNothingElseChanges) {

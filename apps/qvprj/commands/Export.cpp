@@ -133,7 +133,7 @@ const Kind& KindOf(const std::string& name) {
   return *kind;
 }
 
-/// Throws when something is at `path` that an export must not touch; removes what --force gives up.
+/// Throws when something is at `path` that an export must not touch.
 void RequireRoom(const Kind& kind, const ExportOptions& options) {
   if (kind.target == Target::kDatabase || interchange::IsConnection(options.path)) {
     if (kind.target != Target::kDatabase || !interchange::IsConnection(options.path)) {
@@ -159,9 +159,6 @@ void RequireRoom(const Kind& kind, const ExportOptions& options) {
   }
   if (isFile && !fs::is_regular_file(options.path, error)) {
     throw Failure(options.path, "is no file", "choose another name");
-  }
-  if (kind.write == ToColmapDatabase) {
-    fs::remove(options.path, error);  // the others replace a file as a whole
   }
 }
 

@@ -50,10 +50,18 @@ Json DecisionsJson(const interchange::DecisionTable& table) {
   return json;
 }
 
+/// "1 camera", "2 cameras", "1 match".
+std::string CountText(std::size_t count, std::string what) {
+  if (count == 1 && what.ends_with('s')) {
+    what.erase(what.size() - (what.ends_with("ches") ? 2 : 1));
+  }
+  return std::to_string(count) + " " + what;
+}
+
 std::string CountsText(const std::vector<std::pair<std::string, std::size_t>>& counts) {
   std::string text;
   for (const auto& [what, count] : counts) {
-    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + what;
+    text += (text.empty() ? "" : ", ") + CountText(count, what);
   }
   return text.empty() ? "nothing" : text;
 }
