@@ -151,10 +151,13 @@ FileState Inspect(const std::string& path) noexcept {
       return FileState::kNotADatabase;
     }
     const std::string real = RealPath(path);
-    if (HasContent(real + kJournal) || (InWriteAheadMode(header) && HasContent(real + kLog))) {
+    // The engine takes any log for the database's, whatever the header says, and makes an index beside it.
+    if (HasContent(real + kJournal) || HasContent(real + kLog)) {
       return FileState::kUnfinished;
     }
-    return InWriteAheadMode(header) ? FileState::kClosedLog : FileState::kClean;
+    std::error_code error;
+    const bool hasLog = fs::exists(fs::symlink_status(real + kLog, error));
+    return InWriteAheadMode(header) || hasLog ? FileState::kClosedLog : FileState::kClean;
   } catch (const std::exception&) {
     return FileState::kNotADatabase;
   }

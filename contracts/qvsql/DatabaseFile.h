@@ -11,8 +11,8 @@ namespace qvsql {
 enum class FileState {
   kNotADatabase,  ///< missing, no regular file, or with other content
   kClean,         ///< the file alone is the database
-  kClosedLog,     ///< the same, in write-ahead mode: to read it the usual way would make a log beside it
-  kUnfinished,    ///< a journal or a log beside it belongs to it: to read it in place would change both
+  kClosedLog,  ///< the same, but read the usual way files would be made beside it: write-ahead mode, empty log
+  kUnfinished,  ///< a journal or a log beside it belongs to it: to read it in place would change both
 };
 
 /// Looks at the file's kind and header, not further; never blocks and creates nothing.

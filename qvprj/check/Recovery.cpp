@@ -3,6 +3,7 @@
 #include "qvprj/check/Recovery.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -92,6 +93,9 @@ bool AddRows(qvsql::Database& database, const StoredTable& table, Transfer& tran
 class DamagedDatabase {
  public:
   explicit DamagedDatabase(const std::string& path) : path_(path) {
+    std::error_code error;
+    const std::uintmax_t bytes = std::filesystem::file_size(path, error);
+    bytes_ = error ? 0 : bytes;
     // Where it cannot be opened there are no tables in it.
     static_cast<void>(engine_.OpenDamaged(path));
     listIsSound_ = engine_.IsOpen() && ForEachRow(engine_, "SELECT * FROM sqlite_master", [](const auto&) {});
@@ -107,7 +111,7 @@ class DamagedDatabase {
     recovery.found = !table.found.empty();
     SalvagedRows salvaged;
     if (recovery.found) {
-      salvaged = SalvageRows(engine_, table.stored.name, ColumnsToRead(table));
+      salvaged = SalvageRows(engine_, table.stored.name, ColumnsToRead(table), bytes_);
     }
     const bool isWhole = recovery.found && salvaged.lost == 0 && !salvaged.end_unknown;
     const bool isMissing = !recovery.found && table.stored.optional && listIsSound_;
@@ -212,6 +216,7 @@ class DamagedDatabase {
   }
 
   std::string path_;
+  std::uintmax_t bytes_ = 0;  ///< of the file
   qvsql::Database engine_;
   bool listIsSound_ = false;
   std::vector<Table> tables_;

@@ -21,7 +21,12 @@
 namespace qvprj {
 namespace {
 
-constexpr std::size_t kMostTries = 200'000;
+/// How many ranges of a table are tried: every row takes several bytes and up to two tries, and where row ids
+/// lie far apart, the ranges between the rows of a damaged page would never come to an end.
+std::size_t MostTries(std::uintmax_t fileBytes) {
+  constexpr std::uintmax_t kMost = 200'000;
+  return static_cast<std::size_t>(std::min(kMost, 4'000 + fileBytes / 8));
+}
 
 /// How far behind the last row is looked for more, where the end of the table is damaged; and after how many
 /// tries without one row this is given up.
@@ -40,8 +45,11 @@ struct Range {
 
 class Salvage {
  public:
-  Salvage(qvsql::Database& database, const std::string& table, const std::string& columns)
-      : database_(database), from_("SELECT rowid" + columns + " FROM " + Identifier(table)) {}
+  Salvage(qvsql::Database& database, const std::string& table, const std::string& columns,
+          std::size_t mostTries)
+      : database_(database),
+        from_("SELECT rowid" + columns + " FROM " + Identifier(table)),
+        tries_left_(mostTries) {}
 
   /// Reads the rows of a condition and order. False when the engine stopped before their end.
   bool Read(const std::string& where, std::optional<std::int64_t>& lastRead) {
@@ -59,21 +67,23 @@ class Salvage {
     });
   }
 
-  /// Searches a range. Single row ids that cannot be read, and what there was no time for, count as lost.
+  /// Searches a range; gives up after `mostInVain` tries without a row. Single row ids that cannot be read, and
+  /// what there were no tries for, count as lost.
   std::size_t Search(const Range& all, std::size_t mostInVain) {
     std::size_t lost = 0;
-    std::size_t tries = 0;
+    const std::size_t atFirst = tries_left_;
     const std::size_t before = rows_.size();
     std::priority_queue<Range> ranges;
     ranges.push(all);
-    for (; !ranges.empty(); ++tries) {
+    while (!ranges.empty()) {
       const Range range = ranges.top();
       ranges.pop();
-      if (tries >= kMostTries || (tries >= mostInVain && rows_.size() == before)) {
+      if (tries_left_ == 0 || (atFirst - tries_left_ >= mostInVain && rows_.size() == before)) {
         lost += range.Width();
         lost_.emplace_back(range.first, range.last);
         continue;
       }
+      --tries_left_;
       std::optional<std::int64_t> last;
       const std::string where = " WHERE rowid BETWEEN " + std::to_string(range.first) + " AND " +
                                 std::to_string(range.last) + " ORDER BY rowid";
@@ -116,6 +126,7 @@ class Salvage {
  private:
   qvsql::Database& database_;
   std::string from_;
+  std::size_t tries_left_;
   std::map<std::int64_t, std::vector<std::string>> rows_;
   std::vector<std::pair<std::int64_t, std::int64_t>> lost_;
 };
@@ -151,11 +162,13 @@ SalvagedRows ReadForward(qvsql::Database& database, const std::string& table, co
 
 }  // namespace
 
-SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, const std::string& columns) {
+SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, const std::string& columns,
+                         std::uintmax_t fileBytes) {
   if (!database.ExecSQL("SELECT rowid FROM " + Identifier(table) + " LIMIT 0", nullptr, nullptr)) {
     return ReadForward(database, table, columns);
   }
-  Salvage salvage(database, table, columns);
+  const std::size_t mostTries = MostTries(fileBytes);
+  Salvage salvage(database, table, columns, mostTries);
   std::optional<std::int64_t> low;
   if (salvage.Read(" ORDER BY rowid", low)) {
     return salvage.Take(0, false);
@@ -170,7 +183,7 @@ SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, co
   }
   const std::int64_t first = low ? *low + 1 : 1;
   if (high) {
-    return salvage.Take(*high > first ? salvage.Search({first, *high - 1}, kMostTries) : 0, false);
+    return salvage.Take(*high > first ? salvage.Search({first, *high - 1}, mostTries) : 0, false);
   }
   // The end of the table is damaged too: how far its row ids went cannot be told.
   std::size_t lost = 0;

@@ -26,9 +26,9 @@ struct SalvagedRows {
 
 /// Reads the columns `columns`, as a statement names them, of a table: forward from its start until the engine
 /// stops at damage, backward from its end, and between the two in ranges that are halved until they can be
-/// read or are a single row, a bounded number of them.
+/// read or are a single row. How many of them are tried grows with the size of the file.
 [[nodiscard]] SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table,
-                                       const std::string& columns);
+                                       const std::string& columns, std::uintmax_t fileBytes);
 
 /// Adds the rows of a scan that the engine did not give; those that it knows not to be there are old copies of rows,
 /// and left out. Behind the last row that the engine gave, row ids between the pages of the scan count as lost: what

@@ -1,7 +1,10 @@
 // What comes out of damaged pairs of files.
 #include "qvprj/check/Recovery.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 
@@ -97,6 +100,31 @@ class Recovery : public check_test::CheckTest {
   std::string out_track_ = folder_.File("new.gb");
 };
 
+/// Counts the statements by row ids that run on connections opened while it lives.
+class RowStatements {
+ public:
+  RowStatements() {
+    count_ = 0;
+    EXPECT_EQ(sqlite3_auto_extension(reinterpret_cast<void (*)()>(Watch)), SQLITE_OK);
+  }
+  ~RowStatements() { sqlite3_cancel_auto_extension(reinterpret_cast<void (*)()>(Watch)); }
+  RowStatements(const RowStatements&) = delete;
+  RowStatements& operator=(const RowStatements&) = delete;
+
+  [[nodiscard]] static std::size_t Count() { return count_; }
+
+ private:
+  static int Watch(sqlite3* engine, char** /*message*/, const void* /*routines*/) {
+    return sqlite3_trace_v2(engine, SQLITE_TRACE_STMT, Add, nullptr);
+  }
+  static int Add(unsigned /*event*/, void* /*user*/, void* /*statement*/, void* text) {
+    count_ += std::strstr(static_cast<const char*>(text), "WHERE rowid") != nullptr ? 1U : 0U;
+    return 0;
+  }
+
+  inline static std::size_t count_ = 0;
+};
+
 const support::ProjectShape kMany{.images = 500, .pairs = 40, .tracks = 300};
 
 }  // namespace
@@ -184,6 +212,28 @@ TEST_F(Recovery, FindsTheRowsBetweenTwoDamagedPages) {
   });
   const qvprj::TableRecovery images = Of(Recover(), "data_image");
   EXPECT_EQ(images.kept + images.lost, 500U);
+  EXPECT_EQ(support::QueryOne(out_, "SELECT count(*) FROM data_image WHERE name = 'DJI_10250.JPG'"), "1");
+  EXPECT_EQ(support::QueryOne(out_, "SELECT name FROM data_image ORDER BY rowid DESC LIMIT 1"),
+            "DJI_10499.JPG");
+  ExpectRowsOf(sound, "data_image");
+}
+
+// Row ids far apart leave a range behind every damaged page in which no number of tries comes to an end.
+TEST_F(Recovery, SearchesNoLongerThanTheFileIsLarge) {
+  Save(support::BuildProject(kMany));
+  Execute("UPDATE data_image SET rowid = rowid * 1000000000000");
+  const std::string sound = folder_.File("sound.db");
+  std::filesystem::copy_file(path_, sound);
+  ChangeFile(path_, [](Bytes& bytes) {
+    ZeroPage(bytes, PageWith(bytes, "DJI_10120.JPG"));
+    ZeroPage(bytes, PageWith(bytes, "DJI_10380.JPG"));
+  });
+  const RowStatements statements;
+  const qvprj::TableRecovery images = Of(Recover(), "data_image");
+  EXPECT_GT(statements.Count(), 10U);
+  EXPECT_LT(statements.Count(), 4'100U + std::filesystem::file_size(path_) / 8);
+  EXPECT_GT(images.kept, 250U);
+  EXPECT_GT(images.lost, 10U);
   EXPECT_EQ(support::QueryOne(out_, "SELECT count(*) FROM data_image WHERE name = 'DJI_10250.JPG'"), "1");
   EXPECT_EQ(support::QueryOne(out_, "SELECT name FROM data_image ORDER BY rowid DESC LIMIT 1"),
             "DJI_10499.JPG");

@@ -129,6 +129,30 @@ TEST_F(UntouchedFolder, ByReadingATornWriteAheadLog) {
   EXPECT_EQ(ReadUntouched("flight.db"), Ids(1));
 }
 
+// The engine takes a log for the database's whatever mode its header says.
+TEST_F(UntouchedFolder, ByReadingAWriteAheadLogThatTheHeaderDoesNotSay) {
+  LeaveWriteAheadLog(folder_.Path());
+  support::Bytes bytes = support::ReadBytes(Path("flight.db"));
+  bytes[18] = bytes[19] = 1;
+  support::WriteBytes(Path("flight.db"), bytes);
+  for (const char* const file : {"flight.db", "flight.db-wal"}) {
+    fs::copy_file(Path(file), elsewhere_.File(file));
+  }
+  ASSERT_EQ(support::QueryOne(elsewhere_.File("flight.db"), "SELECT count(*) FROM t"), "2");
+  EXPECT_EQ(ReadUntouched("flight.db"), Ids(2));
+}
+
+TEST_F(UntouchedFolder, ByReadingBesideALogOfAnotherKind) {
+  MakeSurvey();
+  for (const char* const text : {"", "the diary of the surveyor"}) {
+    support::WriteText(Path("survey.db-wal"), text);
+    EXPECT_EQ(ReadUntouched("survey.db"), Ids(2)) << text;
+  }
+  fs::remove(Path("survey.db-wal"));
+  fs::create_directory(Path("survey.db-wal"));
+  EXPECT_EQ(ReadUntouched("survey.db"), Ids(2));
+}
+
 TEST_F(UntouchedFolder, ByReadingAHotJournal) {
   LeaveHotJournal(folder_.Path());
   EXPECT_EQ(ReadUntouched("flight.db"), Ids(200));
