@@ -1,6 +1,9 @@
 // A project as a pair of files: opening, saving and copying it.
 
 #include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "detail/NoThrow.h"
@@ -115,6 +118,40 @@ bool Open(const PairFiles& pair, OpenPair& opened) {
   return true;
 }
 
+/// When a file was last written; none where there is none.
+std::optional<std::filesystem::file_time_type> TimeOf(const std::string& path) {
+  std::error_code error;
+  const auto time = std::filesystem::last_write_time(path, error);
+  return error ? std::nullopt : std::optional(time);
+}
+
+/// Copies a database with the journal or log that a killed program left beside it, without which it is half
+/// written. Those of an older target would be taken for the new one's.
+void CopyDatabase(const std::string& from, const std::string& to) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const bool toItself = fs::equivalent(from, to, error);
+  const auto before = TimeOf(to);
+  qvfd::PathHelper::CopyFile2(from, to);
+  const auto after = TimeOf(to);
+  if (toItself || !after || after == before) {
+    return;  // nothing was copied
+  }
+  const fs::path real = fs::canonical(from, error);
+  for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
+    if (qvfd::PathHelper::IsFileExisted(to + suffix)) {
+      qvfd::PathHelper::RemoveFile(to + suffix);
+    }
+  }
+  for (const char* const suffix : {"-journal", "-wal"}) {
+    const std::string beside = (error ? from : real.string()) + suffix;
+    std::error_code none;
+    if (fs::file_size(beside, none) > 0 && !none) {
+      qvfd::PathHelper::CopyFile2(beside, to + suffix);
+    }
+  }
+}
+
 }  // namespace
 
 std::string QvProject::GetTrackFileName(std::string path) {
@@ -206,7 +243,7 @@ void QvProject::CopyTo(std::string source, std::string target) {
     const PairFiles from = FinishReplacement(PairOf(source, GetTrackFileName(source)));
     const PairFiles to = PairOf(target, GetTrackFileName(target));
     DropReplacement(to);
-    qvfd::PathHelper::CopyFile2(from.database, to.database);
+    CopyDatabase(from.database, to.database);
     qvfd::PathHelper::CopyFile2(from.track_file, to.track_file);
     return true;
   }));

@@ -146,7 +146,9 @@ class QVPRJ_API QvProject {
   [[nodiscard]] bool SaveDurably(std::string path);
 
   /// Copies the pair of files at `source` to `target`, in place of what is there. What is missing or cannot
-  /// be written is passed over in silence. No project in memory takes part.
+  /// be written is passed over in silence. A journal or log that a killed program left beside the source goes
+  /// along, since the database is half written without it; one beside the target goes, since it was of the old
+  /// database. No project in memory takes part.
   static void CopyTo(std::string source, std::string target);
 
   /// Copies `text` into the array `dst` of `capacity` (at least 1) characters: at most `capacity` - 1 of

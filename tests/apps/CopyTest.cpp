@@ -69,6 +69,39 @@ TEST_F(CopyCommand, CopiesAProjectWithoutTrackFile) {
   EXPECT_EQ(json::parse(Copy({a_, b_, true, true}).out)["files"]["track_file"]["bytes"], nullptr);
 }
 
+TEST_F(CopyCommand, FinishesInTheCopyWhatAKilledProgramBegan) {
+  fs::create_directory(folder_.File("crash"));
+  const std::string crashed = folder_.File("crash/a.db");
+  // The rows that follow push the changed page out of the engine's memory and into the file.
+  support::ExecuteAndStopInTheMiddle(
+      a_,
+      "UPDATE data_image SET name = 'half'; CREATE TABLE t(b);"
+      "INSERT INTO t WITH RECURSIVE c(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM c LIMIT 50) "
+      "SELECT zeroblob(9000) FROM c",
+      crashed);
+  fs::copy_file(folder_.File("a.gb"), folder_.File("crash/a.gb"));
+  const auto before = support::Snapshot(folder_.File("crash"));
+  EXPECT_THAT(Copy({crashed, b_}), Succeeds());
+  EXPECT_EQ(support::Snapshot(folder_.File("crash")), before);
+  EXPECT_EQ(support::Query(b_, "SELECT * FROM data_image"), support::Query(a_, "SELECT * FROM data_image"));
+  EXPECT_EQ(support::QueryOne(b_, "PRAGMA integrity_check"), "ok");
+  EXPECT_THAT(folder_.Names(), ElementsAre("a.db", "a.gb", "b.db", "b.gb", "crash"));
+}
+
+TEST_F(CopyCommand, TakesAlongWhatIsInAWriteAheadLog) {
+  fs::create_directory(folder_.File("open"));
+  fs::copy_file(folder_.File("a.gb"), folder_.File("open/a.gb"));
+  support::ExecuteAheadAndStop(a_, "UPDATE data_image SET name = 'logged'", folder_.File("open/a.db"));
+  const std::string open = folder_.File("open/a.db");
+  const auto before = support::Snapshot(folder_.File("open"));
+  ASSERT_TRUE(fs::exists(open + "-wal"));
+  EXPECT_THAT(Copy({open, b_}), Succeeds());
+  EXPECT_EQ(support::Snapshot(folder_.File("open")), before);
+  EXPECT_THAT(folder_.Names(), ElementsAre("a.db", "a.gb", "b.db", "b.gb", "open"));
+  EXPECT_EQ(support::QueryOne(b_, "SELECT count(*) FROM data_image WHERE name = 'logged'"),
+            support::QueryOne(b_, "SELECT count(*) FROM data_image"));
+}
+
 TEST_F(CopyCommand, DoesNotReplaceUnasked) {
   MakeProject(b_, "Earlier");
   ExpectRefused({a_, b_}, kFailed, b_, "exists already; use --force to replace it\n");

@@ -50,6 +50,47 @@ TEST_F(CopyFilesTest, LeavesTheSourceAlone) {
   EXPECT_EQ(ReadBytes(Path("x.gb")), tracks);
 }
 
+// Changed pages, and the journal to undo them, which the copy needs as much.
+TEST_F(CopyFilesTest, TakesAlongWhatAKilledProgramLeftBesideTheDatabase) {
+  SaveSomeProject("sound.db");
+  support::ExecuteAndStopInTheMiddle(Path("sound.db"),
+                                     "UPDATE data_image SET name = 'half ' || zeroblob(20000)", Path("x.db"));
+  Copy("x.db", "y.db");
+  EXPECT_EQ(ReadBytes(Path("y.db")), ReadBytes(Path("x.db")));
+  EXPECT_EQ(ReadBytes(Path("y.db-journal")), ReadBytes(Path("x.db-journal")));
+  QvProject copy;
+  ASSERT_TRUE(copy.OpenPrj(Path("y.db")));
+  QvProject sound;
+  ASSERT_TRUE(sound.OpenPrj(Path("sound.db")));
+  ASSERT_EQ(copy.GetImageInfoSet().Size(), sound.GetImageInfoSet().Size());
+  EXPECT_EQ(copy.GetImageInfoSet().GetImage(0)->Name(), sound.GetImageInfoSet().GetImage(0)->Name());
+}
+
+TEST_F(CopyFilesTest, LeavesNothingOfTheOldTargetBesideTheNewOne) {
+  SaveSomeProject("x.db", 1);
+  SaveSomeProject("other.db", 2);
+  support::ExecuteAndStopInTheMiddle(Path("other.db"),
+                                     "UPDATE data_image SET name = 'half ' || zeroblob(20000)", Path("y.db"));
+  support::WriteText(Path("y.db-wal"), "a log");
+  support::WriteText(Path("y.db-shm"), "its index");
+  Copy("x.db", "y.db");
+  EXPECT_EQ(ReadBytes(Path("y.db")), ReadBytes(Path("x.db")));
+  for (const char* const file : {"y.db-journal", "y.db-wal", "y.db-shm"}) {
+    EXPECT_FALSE(IsThere(file)) << file;
+  }
+}
+
+TEST_F(CopyFilesTest, LeavesAllAloneWhereTheSourceIsTheTarget) {
+  SaveSomeProject("sound.db");
+  support::ExecuteAndStopInTheMiddle(Path("sound.db"),
+                                     "UPDATE data_image SET name = 'half ' || zeroblob(20000)", Path("x.db"));
+  std::filesystem::create_symlink(Path("x.db"), Path("link.db"));
+  const auto before = support::Snapshot(folder_.Path());
+  Copy("x.db", "x.db");
+  Copy("x.db", "link.db");
+  EXPECT_EQ(support::Snapshot(folder_.Path()), before);
+}
+
 TEST_F(CopyFilesTest, DoesNothingForAMissingSource) {
   SaveSomeProject("y.db");
   const auto before = support::Snapshot(folder_.Path());

@@ -69,6 +69,16 @@ void ExecuteAndStopInTheMiddle(const std::string& path, const std::string& state
   EXPECT_EQ(sqlite3_exec(db.get(), "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
 }
 
+void ExecuteAheadAndStop(const std::string& path, const std::string& statements, const std::string& copy) {
+  Execute(path, "PRAGMA journal_mode = WAL");
+  const Connection db = Connect(path, SQLITE_OPEN_READWRITE);
+  const std::string all = "PRAGMA wal_autocheckpoint = 0; " + statements;
+  EXPECT_EQ(sqlite3_exec(db.get(), all.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+      << sqlite3_errmsg(db.get());
+  std::filesystem::copy_file(path, copy);
+  std::filesystem::copy_file(path + "-wal", copy + "-wal");
+}
+
 RawRows Query(const std::string& path, const std::string& query) {
   const Connection db = Connect(path, SQLITE_OPEN_READONLY);
   sqlite3_stmt* raw = nullptr;

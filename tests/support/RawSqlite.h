@@ -26,6 +26,9 @@ void Execute(const std::string& path, const std::string& statements);
 void ExecuteAndStopInTheMiddle(const std::string& path, const std::string& statements,
                                const std::string& copy);
 
+/// The same in write-ahead mode: what the statements change is in the log of the copy only.
+void ExecuteAheadAndStop(const std::string& path, const std::string& statements, const std::string& copy);
+
 /// The rows of one query. A failure fails the test.
 [[nodiscard]] RawRows Query(const std::string& path, const std::string& query);
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "common/DatabaseFiles.h"
 #include "common/Failure.h"
@@ -14,6 +15,7 @@
 #include "common/Text.h"
 #include "qvfd/PathHelper.h"
 #include "qvprj/project/QvProject.h"
+#include "qvsql/Database.h"
 
 namespace qvapp {
 namespace {
@@ -49,6 +51,23 @@ bool IsSameContent(const std::string& source, const std::string& target) {
   return a.eof() && b.eof();
 }
 
+/// Lets the engine undo or finish in a copy what a program that was killed had begun. False when it cannot.
+bool FinishWrites(const std::string& path) {
+  const auto isClean = [&path] { return !FileBytes(path + "-journal") && !FileBytes(path + "-wal"); };
+  if (isClean()) {
+    return true;
+  }
+  {
+    qvsql::Database database;
+    const bool finished = database.Open(path) && database.ExecSQL("BEGIN IMMEDIATE", nullptr, nullptr) &&
+                          database.ExecSQL("COMMIT", nullptr, nullptr);
+    if (!finished) {
+      return false;
+    }
+  }
+  return isClean();
+}
+
 void RequireRightUsage(const CopyOptions& options) {
   RequireProjectName(options.source);
   RequireProjectName(options.target);
@@ -63,13 +82,24 @@ void CopyAndCheck(const ProjectPair& source, const ProjectPair& target, Console&
       FileBytes(source.database).value_or(0) + FileBytes(source.track_file).value_or(0);
   ReplaceProject(target, bytes, [&](const ProjectPair& made) {
     qvprj::QvProject::CopyTo(source.database, made.database);
-    for (const auto& [from, to, name] : {std::tuple(source.database, made.database, target.database),
-                                         std::tuple(source.track_file, made.track_file, target.track_file)}) {
+    std::vector copies = {std::tuple(source.database, made.database, target.database),
+                          std::tuple(source.track_file, made.track_file, target.track_file)};
+    for (const char* const suffix : {"-journal", "-wal"}) {
+      if (FileBytes(source.database + suffix).value_or(0) > 0) {
+        copies.emplace_back(source.database + suffix, made.database + suffix, target.database);
+      }
+    }
+    for (const auto& [from, to, name] : copies) {
       if (!IsSameContent(from, to)) {
         throw Failure(
             name, "cannot be copied from " + from + ": " + WhyNotWritable(name, FileBytes(from).value_or(0)),
             "make room, or choose another place; " + WhatStays(target));
       }
+    }
+    if (!FinishWrites(made.database)) {
+      throw Failure(source.database,
+                    "was left in the middle of a write, and what is beside it cannot be finished",
+                    "open it in the program that wrote it; " + WhatStays(target));
     }
   });
 }
