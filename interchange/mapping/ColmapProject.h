@@ -30,8 +30,8 @@ Report ExportColmapModel(qvprj::QvProject& project, const std::string& folder, C
 
 /// Writes cameras, images, features and matches as a new COLMAP database, in the layout of release 3.8, which
 /// later ones bring up to date. Pairs (a, b) and (b, a) become one. Where the project has tracks and no
-/// matches, these are made of the tracks. Throws `Failure` when something is at `path`, or it cannot be
-/// written.
+/// matches, these are made of the tracks. Takes the place of a file that is there, as a whole. Throws `Failure`
+/// when it cannot be written; what was there is then as it was.
 Report ExportColmapDatabase(qvprj::QvProject& project, const std::string& path, const SceneOptions& options);
 
 struct ColmapImportOptions {

@@ -542,12 +542,18 @@ TEST(ColmapModelTest, WhatColmapHasNoPlaceForIsTold) {
                                      HasSubstr("matches ("), HasSubstr("sensors")}));
 }
 
-TEST(ColmapDatabaseTest, IsNotWrittenOverSomething) {
+TEST(ColmapDatabaseTest, TakesThePlaceOfAFileAsAWholeOrNotAtAll) {
   const TempFolder folder;
   qvprj::QvProject project = SyntheticProject();
   support::WriteText(folder.File("d.db"), "mine");
-  EXPECT_THROW(ExportColmapDatabase(project, folder.File("d.db"), {}), Failure);
-  EXPECT_EQ(ReadText(folder.File("d.db")), "mine");
+  ExportColmapDatabase(project, folder.File("d.db"), {});
+  EXPECT_EQ(support::QueryOne(folder.File("d.db"), "SELECT count(*) FROM cameras"), "1");
+
+  std::filesystem::create_directory(folder.File("folder"));
+  support::WriteText(folder.File("folder/mine"), "");
+  const auto before = folder.Names();
+  EXPECT_THROW(ExportColmapDatabase(project, folder.File("folder"), {}), Failure);
+  EXPECT_EQ(folder.Names(), before);
 }
 
 TEST(ColmapDatabaseTest, RefusesCountsThatLie) {

@@ -47,6 +47,13 @@ RawCell CellOf(sqlite3_stmt* statement, int column) {
   }
 }
 
+void RunAndCopy(sqlite3* db, const std::string& statements, const std::string& path, const std::string& copy,
+                const std::string& side) {
+  EXPECT_EQ(sqlite3_exec(db, statements.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  std::filesystem::copy_file(path, copy);
+  std::filesystem::copy_file(path + side, copy + side);
+}
+
 }  // namespace
 
 void Execute(const std::string& path, const std::string& statements) {
@@ -61,22 +68,14 @@ void ExecuteAndStopInTheMiddle(const std::string& path, const std::string& state
                                const std::string& copy) {
   const Connection db = Connect(path, SQLITE_OPEN_READWRITE);
   // Few pages in memory, so that changed ones are in the file before the end.
-  const std::string all = "PRAGMA cache_size = 1; BEGIN; " + statements;
-  EXPECT_EQ(sqlite3_exec(db.get(), all.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(db.get());
-  std::filesystem::copy_file(path, copy);
-  std::filesystem::copy_file(path + "-journal", copy + "-journal");
+  RunAndCopy(db.get(), "PRAGMA cache_size = 1; BEGIN; " + statements, path, copy, "-journal");
   EXPECT_EQ(sqlite3_exec(db.get(), "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
 }
 
 void ExecuteAheadAndStop(const std::string& path, const std::string& statements, const std::string& copy) {
   Execute(path, "PRAGMA journal_mode = WAL");
   const Connection db = Connect(path, SQLITE_OPEN_READWRITE);
-  const std::string all = "PRAGMA wal_autocheckpoint = 0; " + statements;
-  EXPECT_EQ(sqlite3_exec(db.get(), all.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(db.get());
-  std::filesystem::copy_file(path, copy);
-  std::filesystem::copy_file(path + "-wal", copy + "-wal");
+  RunAndCopy(db.get(), "PRAGMA wal_autocheckpoint = 0; " + statements, path, copy, "-wal");
 }
 
 RawRows Query(const std::string& path, const std::string& query) {
