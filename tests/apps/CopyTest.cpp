@@ -88,6 +88,14 @@ TEST_F(CopyCommand, FinishesInTheCopyWhatAKilledProgramBegan) {
   EXPECT_THAT(folder_.Names(), ElementsAre("a.db", "a.gb", "b.db", "b.gb", "crash"));
 }
 
+TEST_F(CopyCommand, CopiesADatabaseWithAJournalThatIsDone) {
+  support::Execute(a_, "PRAGMA journal_mode = PERSIST; UPDATE data_image SET name = 'kept'");
+  ASSERT_GT(fs::file_size(a_ + "-journal"), 0U);
+  EXPECT_THAT(Copy({a_, b_}), Succeeds());
+  ExpectSamePair();
+  EXPECT_THAT(folder_.Names(), ElementsAre("a.db", "a.db-journal", "a.gb", "b.db", "b.gb"));
+}
+
 TEST_F(CopyCommand, TakesAlongWhatIsInAWriteAheadLog) {
   fs::create_directory(folder_.File("open"));
   fs::copy_file(folder_.File("a.gb"), folder_.File("open/a.gb"));

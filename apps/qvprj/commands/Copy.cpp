@@ -53,8 +53,9 @@ bool IsSameContent(const std::string& source, const std::string& target) {
 
 /// Lets the engine undo or finish in a copy what a program that was killed had begun. False when it cannot.
 bool FinishWrites(const std::string& path) {
-  const auto isClean = [&path] { return !FileBytes(path + "-journal") && !FileBytes(path + "-wal"); };
-  if (isClean()) {
+  const std::string journal = path + "-journal";
+  const std::string log = path + "-wal";
+  if (!FileBytes(journal) && !FileBytes(log)) {
     return true;
   }
   {
@@ -65,7 +66,8 @@ bool FinishWrites(const std::string& path) {
       return false;
     }
   }
-  return isClean();
+  // A journal that is done may be kept by the engine; a log that is left has not been written into the database.
+  return !FileBytes(log) && (!FileBytes(journal) || qvfd::PathHelper::RemoveFile(journal));
 }
 
 void RequireRightUsage(const CopyOptions& options) {
