@@ -1,6 +1,7 @@
 // qvprj catalog: brings a catalogue of the projects below some folders up to date.
 #include "commands/Catalog.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 

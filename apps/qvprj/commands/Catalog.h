@@ -1,8 +1,6 @@
 // qvprj catalog: brings a catalogue of the projects below some folders up to date.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "common/Interchange.h"
 #include "common/Program.h"
 #include "interchange/mapping/Catalog.h"

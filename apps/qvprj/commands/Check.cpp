@@ -1,6 +1,7 @@
 // qvprj check: tells whether a project is whole.
 #include "commands/Check.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <utility>
 

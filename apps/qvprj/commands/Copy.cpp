@@ -1,6 +1,7 @@
 // qvprj copy: a second pair of files.
 #include "commands/Copy.h"
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <fstream>
 #include <memory>

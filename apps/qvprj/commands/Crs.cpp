@@ -1,6 +1,7 @@
 // qvprj crs: which coordinate systems there are.
 #include "commands/Crs.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <iterator>

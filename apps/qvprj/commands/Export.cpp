@@ -1,6 +1,7 @@
 // qvprj export: a project in the files of another program.
 #include "commands/Export.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <filesystem>

@@ -1,7 +1,6 @@
 // qvprj export: a project in the files of another program.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>

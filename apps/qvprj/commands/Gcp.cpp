@@ -1,6 +1,7 @@
 // qvprj gcp import, qvprj gcp export: ground points from and to text files.
 #include "commands/Gcp.h"
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 #include <system_error>

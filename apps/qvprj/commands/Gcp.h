@@ -1,7 +1,6 @@
 // qvprj gcp import, qvprj gcp export: ground points from and to text files.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 

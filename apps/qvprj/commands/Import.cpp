@@ -1,6 +1,7 @@
 // qvprj import: one mission of a flight database becomes a saved project.
 #include "commands/Import.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <utility>

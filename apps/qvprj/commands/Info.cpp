@@ -1,6 +1,7 @@
 // qvprj info: what a project holds.
 #include "commands/Info.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <map>

@@ -1,6 +1,7 @@
 // qvprj missions: what a flight database holds.
 #include "commands/Missions.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <utility>

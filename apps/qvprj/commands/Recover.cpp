@@ -1,6 +1,7 @@
 // qvprj recover: saves what can be read of a damaged project.
 #include "commands/Recover.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <utility>
 

@@ -4,6 +4,7 @@
 // opened and saved would lose the tables that the library does not know, and a damaged track file.
 #include "commands/Set.h"
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <memory>

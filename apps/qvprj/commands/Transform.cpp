@@ -4,6 +4,7 @@
 // in its place among the results, and makes the exit code that of a failure.
 #include "commands/Transform.h"
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <charconv>
 #include <cstddef>

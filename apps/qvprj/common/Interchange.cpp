@@ -1,6 +1,8 @@
 // Conversions as commands see them: options that all of them take, their reports, their failures.
 #include "common/Interchange.h"
 
+#include <CLI/CLI.hpp>
+
 #include "common/Failure.h"
 #include "common/Text.h"
 #include "interchange/Failure.h"

@@ -1,7 +1,6 @@
 // Conversions as commands see them: options that all of them take, their reports, their failures.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <optional>
 #include <ostream>
@@ -11,6 +10,10 @@
 #include "interchange/Report.h"
 #include "interchange/mapping/Scene.h"
 #include "interchange/project/FileCoordinates.h"
+
+namespace CLI {
+class App;
+}
 
 namespace qvapp {
 

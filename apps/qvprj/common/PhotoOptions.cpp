@@ -1,6 +1,7 @@
 // Options of tying photos to positions, as commands take them.
 #include "common/PhotoOptions.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
 

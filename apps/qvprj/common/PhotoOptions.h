@@ -1,13 +1,16 @@
 // Options of tying photos to positions, as commands take them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "common/ProjectPair.h"
 #include "interchange/mapping/PhotoProject.h"
+
+namespace CLI {
+class App;
+}
 
 namespace qvapp {
 

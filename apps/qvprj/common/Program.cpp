@@ -1,6 +1,7 @@
 // The program around its subcommands.
 #include "common/Program.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <csignal>

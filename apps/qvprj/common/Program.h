@@ -1,11 +1,14 @@
 // The program around its subcommands: command line, help, exit codes, and the streams at its ends.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <vector>
 
 #include "common/Console.h"
+
+namespace CLI {
+class App;
+}
 
 namespace qvapp {
 
