@@ -13,7 +13,7 @@ unset(CMAKE_REQUIRED_INCLUDES)
 unset(CMAKE_REQUIRED_LIBRARIES)
 
 # What reads the metadata of photos for the program.
-if(QVPRJ_BUILD_APPS)
+if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_FUZZ)
   find_package(exiv2 CONFIG REQUIRED)   # EXIF and XMP
 endif()
 
@@ -21,12 +21,12 @@ endif()
 if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS)
   find_package(CLI11 REQUIRED)          # command lines
 endif()
-if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS OR QVPRJ_BUILD_BENCH)
+if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_TESTS OR QVPRJ_BUILD_BENCH OR QVPRJ_BUILD_FUZZ)
   find_package(nlohmann_json REQUIRED)  # --json, camera files, expected values of tests, a format to compare with
 endif()
 
 # Layers for geographic information systems, and the catalogue in a GeoPackage or PostGIS.
-if(QVPRJ_BUILD_APPS)
+if(QVPRJ_BUILD_APPS OR QVPRJ_BUILD_FUZZ)
   find_package(GDAL REQUIRED)
 endif()
 

@@ -8,6 +8,10 @@
 
 #include "Target.h"
 #include "contracts/qvfd/ContainerForge.h"
+#include "interchange/mapping/ColmapProject.h"
+#include "interchange/mapping/GroundControl.h"
+#include "interchange/mapping/OpenSfmProject.h"
+#include "interchange/mapping/TextProject.h"
 #include "qvprj/check/ProjectCheck.h"
 #include "qvprj/project/QvProject.h"
 #include "support/Folder.h"
@@ -298,6 +302,69 @@ void MakeTexts(const std::string& root) {
   paths.Add("long", Joined({0}, BytesOf(std::string(300, 'n') + ".db")));
 }
 
+/// A file of another program for each format that there is: the number in front is the target's.
+void MakeExchange(const std::string& root) {
+  namespace ic = interchange;
+  const Corpus corpus(root, "exchange");
+  const fuzz::Folder& folder = fuzz::EmptyFolder();
+  qvprj::QvProject project = support::BuildProject(Small());
+  project.GetCameraInfoSet().GetCamera(0)->distortion = {-0.01, 0.001};  // no more than every format has
+  double east = 0.0;
+  for (qvfd::ImageInfo& image : project.GetImageInfoSet()) {
+    image.SetEOP({118.5 + east, 31.5, 200.25, 0.01, -0.02, 1.5});
+    image.Update({118.5 + east, 31.5, 200.5, 0.015, -0.025, 1.25});
+    east += 0.001;
+  }
+  const auto add = [&](const std::string& name, unsigned char format, const std::vector<std::string>& files) {
+    Bytes bytes = {format, 0};
+    for (const std::string& file : files) {
+      bytes = Joined(bytes, Joined(file == files.front() ? Bytes() : BytesOf("\n--\n"),
+                                   fuzz::ReadFile(folder.File(file))));
+    }
+    corpus.Add(name, bytes);
+  };
+  ic::ExportText(project, folder.File("opk.txt"), ic::TextKind::kOpk, {});
+  add("opk", 0, {"opk.txt"});
+  ic::ExportText(project, folder.File("ypr.csv"), ic::TextKind::kYpr, {});
+  add("ypr", 1, {"ypr.csv"});
+  ic::ExportOdm(project, folder.File("odm"), {});
+  add("odm", 2, {"odm/geo.txt", "odm/gcp_list.txt"});
+  ic::ExportGroundControl(project, folder.File("points.csv"), {});
+  add("ground-points", 3, {"points.csv"});
+  ic::ExportOpenSfm(project, folder.File("opensfm"), {});
+  add("opensfm", 5, {"opensfm/reconstruction.json", "opensfm/tracks.csv"});
+  ic::ExportColmapModel(project, folder.File("text"), ic::ColmapForm::kText, {});
+  add("colmap-text", 6,
+      {"text/cameras.txt", "text/images.txt", "text/points3D.txt", "text/georeference.json"});
+  ic::ExportColmapModel(project, folder.File("binary"), ic::ColmapForm::kBinary, {});
+  add("colmap", 7,
+      {"binary/cameras.bin", "binary/images.bin", "binary/points3D.bin", "binary/georeference.json"});
+  ic::ExportColmapDatabase(project, folder.File("colmap.db"), {});
+  std::vector<std::string> tables = {"ATTACH " + fuzz::Literal(folder.File("colmap.db")) + " AS p"};
+  for (const std::string table : {"cameras", "images", "keypoints", "matches", "two_view_geometries"}) {
+    tables.push_back("CREATE TABLE " + table + " AS SELECT * FROM p." + table);
+  }
+  corpus.Add("colmap-database", Joined({8, 0}, fuzz::DatabaseOf(tables)));
+
+  const auto addText = [&](const std::string& name, unsigned char format, const std::string& text) {
+    corpus.Add(name, Joined({format, 0}, BytesOf(text)));
+  };
+  addText("opk-with-a-remark", 0, "# name X Y Z omega phi kappa\na b.jpg 500000.5 3500000 200 0.1 -0.2 90\n");
+  addText("geo-of-its-own", 2,
+          "+proj=utm +zone=50 +ellps=GRS80 +units=m\na.jpg 500000 3500000 200\nb.jpg 1e3 2 3 4 5 6 7 8\n");
+  addText("ground-points-with-units", 3,
+          "Label;Lat;Lon;Alt;role;enable;photo;px;py\nP1;31,5;118,5;20;check;0;a.jpg;1,5;2\n");
+  addText("log", 4,
+          "Photo,Time,Lat,Lon,Alt,Yaw\na.jpg,2024-05-06 07:08:09.5,41 02 04.8N,98d05'23\"W,12.5,359\n");
+  addText(
+      "log-of-a-drone", 4,
+      "FMT, 148, 45, CAM, QIHILLeeecccC, TimeUS,GPSTime,GPSWeek,Lat,Lng,Alt,RelAlt,GPSAlt,Roll,Pitch,Yaw\n"
+      "CAM, 12345678, 100000, 2260, 31.5, 118.5, 210.5, 90.1, 211, 0.5, -1, 180\n");
+  addText("log-of-a-topic", 4,
+          "timestamp,timestamp_utc,seq,lat,lon,alt,ground_distance,q[0],result\n1,1700000000000000,1,31.5,"
+          "118.5,20,nan,1,1\n");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -313,5 +380,6 @@ int main(int argc, char** argv) {
   MakeOddProjects(root);
   MakeFlights(root);
   MakeTexts(root);
+  MakeExchange(root);
   return 0;
 }

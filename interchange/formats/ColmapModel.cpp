@@ -2,6 +2,8 @@
 #include "interchange/formats/ColmapModel.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 
 #include "interchange/Failure.h"
 #include "interchange/formats/ByteCursor.h"
@@ -182,12 +184,22 @@ class WordCursor {
   template <class T>
   [[nodiscard]] T TakeInteger() {
     const std::string_view word = Take();
-    const auto number = IntegerOf(word);
-    if (!number || *number < 0 || static_cast<unsigned long long>(*number) > std::numeric_limits<T>::max()) {
+    T number = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    if (error != std::errc() || end != word.data() + word.size()) {
       throw Failure(where_, "'" + std::string(word) + "' is no number of the kind that belongs there",
                     "take a whole copy of the file");
     }
-    return static_cast<T>(*number);
+    return number;
+  }
+
+  /// -1 for none.
+  [[nodiscard]] std::uint64_t TakePointId() {
+    if (next_ < words_.size() && words_[next_] == "-1") {
+      ++next_;
+      return kNoColmapPoint;
+    }
+    return TakeInteger<std::uint64_t>();
   }
 
   [[nodiscard]] std::size_t Left() const { return words_.size() - next_; }
@@ -223,23 +235,13 @@ std::vector<ColmapCamera> ReadTextCameras(const std::string& path) {
                     "take the camera over with a model such as OPENCV");
     }
     camera.model = model->number;
-    camera.width = words.TakeInteger<std::uint32_t>();
-    camera.height = words.TakeInteger<std::uint32_t>();
+    camera.width = words.TakeInteger<std::uint64_t>();
+    camera.height = words.TakeInteger<std::uint64_t>();
     for (std::size_t i = 0; i < model->parameter_count; ++i) {
       camera.parameters.push_back(words.TakeNumber());
     }
   }
   return cameras;
-}
-
-std::uint64_t PointIdOf(WordCursor& words) {
-  const std::string_view word = words.Take();
-  const auto id = IntegerOf(word);
-  if (!id || *id < -1) {
-    throw Failure(words.Where(), "'" + std::string(word) + "' is no id of a point",
-                  "take a whole copy of the file");
-  }
-  return *id == -1 ? kNoColmapPoint : static_cast<std::uint64_t>(*id);
 }
 
 std::vector<ColmapImage> ReadTextImages(const std::string& path) {
@@ -266,7 +268,7 @@ std::vector<ColmapImage> ReadTextImages(const std::string& path) {
       ColmapImagePoint& point = image.points.emplace_back();
       point.x = points.TakeNumber();
       point.y = points.TakeNumber();
-      point.point = PointIdOf(points);
+      point.point = points.TakePointId();
     }
   }
   return images;
@@ -282,7 +284,7 @@ std::vector<ColmapPoint> ReadTextPoints(const std::string& path) {
     }
     WordCursor words(*line, LineOf(path, lines.Number()));
     ColmapPoint& point = points.emplace_back();
-    point.id = PointIdOf(words);
+    point.id = words.TakePointId();
     for (double* value : {&point.position.x, &point.position.y, &point.position.z}) {
       *value = words.TakeNumber();
     }
@@ -300,6 +302,10 @@ std::vector<ColmapPoint> ReadTextPoints(const std::string& path) {
 }
 
 void AppendNumber(std::string& text, double value) {
+  if (!std::isfinite(value)) {
+    throw Failure("the model", "has a number that is infinite or none, which readers of the text form refuse",
+                  "write the binary form");
+  }
   text.append(TextOf(value)).push_back(' ');
 }
 

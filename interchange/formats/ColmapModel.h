@@ -90,7 +90,7 @@ struct ColmapModel {
 [[nodiscard]] ColmapModel ReadColmapModel(const std::string& folder);
 
 /// Writes the three files of a model into a folder, which is made. Throws `Failure` when one cannot be
-/// written; in text also when a name has a blank: readers would cut it there. Returns their paths.
+/// written; in text also when a name has a blank, where readers would cut it, or a number is not finite. Returns their paths.
 std::vector<std::string> WriteColmapBinary(const std::string& folder, const ColmapModel& model);
 std::vector<std::string> WriteColmapText(const std::string& folder, const ColmapModel& model);
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -356,6 +357,33 @@ TEST(ColmapModelTest, NamesWithBlanksGoIntoTheBinaryFormOnly) {
   EXPECT_THROW(ExportColmapModel(project, folder.File("t"), interchange::ColmapForm::kText, {}), Failure);
   Export(project, folder.File("b"));
   EXPECT_EQ(interchange::ReadColmapModel(folder.File("b")).images[0].name, "first image.jpg");
+}
+
+TEST(ColmapModelTest, TheLargestIdsAndSizesComeBackThroughText) {
+  const TempFolder folder;
+  qvprj::QvProject project = SyntheticProject({.strips = 1, .images_per_strip = 2, .points_per_side = 3});
+  Export(project, folder.File("b"));
+  interchange::ColmapModel model = interchange::ReadColmapModel(folder.File("b"));
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max() - 1;  // above it: none
+  model.points[0].id = kLargest;
+  model.images[0].points[0].point = kLargest;
+  model.images[0].points[1].point = interchange::kNoColmapPoint;
+  model.cameras[0].width = kLargest;
+  WriteColmapText(folder.File("t"), model);
+  const interchange::ColmapModel again = interchange::ReadColmapModel(folder.File("t"));
+  EXPECT_EQ(again.points[0].id, kLargest);
+  EXPECT_EQ(again.images[0].points, model.images[0].points);
+  EXPECT_EQ(again.cameras, model.cameras);
+}
+
+TEST(ColmapModelTest, NumbersThatAreNotFiniteGoIntoTheBinaryFormOnly) {
+  const TempFolder folder;
+  qvprj::QvProject project = SyntheticProject({.strips = 1, .images_per_strip = 2, .points_per_side = 3});
+  Export(project, folder.File("b"));
+  interchange::ColmapModel model = interchange::ReadColmapModel(folder.File("b"));
+  model.points[0].error = std::numeric_limits<double>::infinity();
+  EXPECT_THROW(WriteColmapText(folder.File("t"), model), Failure);
+  EXPECT_FALSE(std::filesystem::exists(folder.File("t")));
 }
 
 TEST(ColmapModelTest, TextBesideAnOlderBinaryModelWouldNotBeSeen) {
