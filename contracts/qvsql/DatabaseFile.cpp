@@ -27,6 +27,8 @@
 #include <system_error>
 #include <vector>
 
+#include "qvsql/SideFiles.h"
+
 namespace fs = std::filesystem;
 
 namespace qvsql {
@@ -34,9 +36,6 @@ namespace {
 
 constexpr std::string_view kMagic("SQLite format 3\0", 16);
 constexpr std::size_t kHeaderSize = 100;
-constexpr char kJournal[] = "-journal";
-constexpr char kLog[] = "-wal";
-constexpr char kLogIndex[] = "-shm";
 
 using HeaderBytes = std::array<unsigned char, kHeaderSize>;
 
@@ -118,7 +117,7 @@ struct Stamp {
 
 std::vector<Stamp> StampsOf(const std::string& path) {
   std::vector<Stamp> stamps;
-  for (const char* const suffix : {"", kJournal, kLog}) {
+  for (const char* const suffix : {"", kJournalEnd, kLogEnd}) {
     const std::string file = path + suffix;
     std::error_code error;
     const std::uintmax_t size = fs::file_size(file, error);
@@ -152,11 +151,11 @@ FileState Inspect(const std::string& path) noexcept {
     }
     const std::string real = RealPath(path);
     // The engine takes any log for the database's, whatever the header says, and makes an index beside it.
-    if (HasContent(real + kJournal) || HasContent(real + kLog)) {
+    if (HasContent(real + kJournalEnd) || HasContent(real + kLogEnd)) {
       return FileState::kUnfinished;
     }
     std::error_code error;
-    const bool hasLog = fs::exists(fs::symlink_status(real + kLog, error));
+    const bool hasLog = fs::exists(fs::symlink_status(real + kLogEnd, error));
     return InWriteAheadMode(header) || hasLog ? FileState::kClosedLog : FileState::kClean;
   } catch (const std::exception&) {
     return FileState::kNotADatabase;
@@ -197,7 +196,7 @@ NewFile::~NewFile() {
 
 void RemoveSideFiles(const std::string& path) noexcept {
   try {
-    for (const char* const suffix : {kJournal, kLog, kLogIndex}) {
+    for (const char* const suffix : kSideFileEnds) {
       const std::string file = path + suffix;
       std::error_code error;
       if (fs::is_regular_file(file, error)) {
@@ -226,7 +225,7 @@ bool TemporaryCopy::Make(const std::string& path) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const std::vector<Stamp> before = StampsOf(source);
     bool whole = true;
-    for (const char* const suffix : {"", kJournal, kLog}) {
+    for (const char* const suffix : {"", kJournalEnd, kLogEnd}) {
       const std::string from = source + suffix;
       const std::string to = Path() + suffix;
       std::error_code error;

@@ -2,3 +2,4 @@
 #pragma once
 
 #include "qvsql/Database.h"
+#include "qvsql/SideFiles.h"

@@ -11,6 +11,7 @@
 #include "interchange/Failure.h"
 #include "interchange/text/TextFile.h"
 #include "qvsql/Database.h"
+#include "qvsql/SideFiles.h"
 
 namespace interchange {
 namespace {
@@ -323,7 +324,7 @@ void WriteColmapDatabase(const std::string& path, const ColmapDatabase& database
     throw;
   }
   // What stands beside a database that was there would be taken for the new one's.
-  for (const char* const side : {"-journal", "-wal", "-shm"}) {
+  for (const char* const side : qvsql::kSideFileEnds) {
     std::filesystem::remove(path + side, error);
   }
   std::filesystem::rename(made, path, error);

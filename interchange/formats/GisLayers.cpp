@@ -21,6 +21,7 @@
 #include "interchange/Failure.h"
 #include "interchange/text/TextFile.h"
 #include "qvfd/Text.h"
+#include "qvsql/SideFiles.h"
 
 namespace fs = std::filesystem;
 
@@ -608,7 +609,7 @@ GisWritten WriteFile(const std::string& target, const Driver& driver, const GisD
   RequireWhole(made, driver, layers, errors, target);
   // A journal of what was there would be taken for one of what is there now.
   std::error_code ignored;
-  for (const char* const side : {"-journal", "-wal", "-shm"}) {
+  for (const char* const side : qvsql::kSideFileEnds) {
     fs::remove(target + side, ignored);
   }
   Rename(made, target, target);

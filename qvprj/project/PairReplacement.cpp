@@ -41,6 +41,7 @@
 #include "detail/NoThrow.h"
 #include "qvfd/BlobFile.h"
 #include "qvfd/PathHelper.h"
+#include "qvsql/SideFiles.h"
 
 namespace qvprj {
 namespace {
@@ -219,7 +220,8 @@ struct Places {
   std::string lock;
   std::string record;
   std::string commit;
-  std::array<std::string, 3> sideFiles;  // of the old database: its journal must not meet the new one
+  // Of the old database: its journal must not meet the new one.
+  std::array<std::string, qvsql::kSideFileEnds.size()> sideFiles;
 };
 
 /// FNV-1a, 64 bits.
@@ -257,9 +259,9 @@ Places PlacesOf(const PairFiles& pair) {
   places.lock = start + ".lock";
   places.record = start + ".record";
   places.commit = start + ".commit";
-  places.sideFiles[0] = pair.database + "-journal";
-  places.sideFiles[1] = pair.database + "-wal";
-  places.sideFiles[2] = pair.database + "-shm";
+  for (std::size_t i = 0; i < places.sideFiles.size(); ++i) {
+    places.sideFiles[i] = pair.database + qvsql::kSideFileEnds[i];
+  }
   return places;
 }
 

@@ -13,6 +13,7 @@
 #include "qvprj/project/PairReplacement.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
+#include "qvsql/SideFiles.h"
 
 namespace qvprj {
 namespace {
@@ -138,12 +139,12 @@ void CopyDatabase(const std::string& from, const std::string& to) {
     return;  // nothing was copied
   }
   const fs::path real = fs::canonical(from, error);
-  for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
+  for (const char* const suffix : qvsql::kSideFileEnds) {
     if (qvfd::PathHelper::IsFileExisted(to + suffix)) {
       qvfd::PathHelper::RemoveFile(to + suffix);
     }
   }
-  for (const char* const suffix : {"-journal", "-wal"}) {
+  for (const char* const suffix : qvsql::kUnfinishedWriteEnds) {
     const std::string beside = (error ? from : real.string()) + suffix;
     std::error_code none;
     if (fs::file_size(beside, none) > 0 && !none) {

@@ -17,6 +17,7 @@
 #include "qvfd/PathHelper.h"
 #include "qvprj/project/QvProject.h"
 #include "qvsql/Database.h"
+#include "qvsql/SideFiles.h"
 
 namespace qvapp {
 namespace {
@@ -54,8 +55,8 @@ bool IsSameContent(const std::string& source, const std::string& target) {
 
 /// Lets the engine undo or finish in a copy what a program that was killed had begun. False when it cannot.
 bool FinishWrites(const std::string& path) {
-  const std::string journal = path + "-journal";
-  const std::string log = path + "-wal";
+  const std::string journal = path + qvsql::kJournalEnd;
+  const std::string log = path + qvsql::kLogEnd;
   if (!FileBytes(journal) && !FileBytes(log)) {
     return true;
   }
@@ -87,7 +88,7 @@ void CopyAndCheck(const ProjectPair& source, const ProjectPair& target, Console&
     qvprj::QvProject::CopyTo(source.database, made.database);
     std::vector copies = {std::tuple(source.database, made.database, target.database),
                           std::tuple(source.track_file, made.track_file, target.track_file)};
-    for (const char* const suffix : {"-journal", "-wal"}) {
+    for (const char* const suffix : qvsql::kUnfinishedWriteEnds) {
       if (FileBytes(source.database + suffix).value_or(0) > 0) {
         copies.emplace_back(source.database + suffix, made.database + suffix, target.database);
       }

@@ -13,6 +13,7 @@
 #include "common/SaveProject.h"
 #include "common/Text.h"
 #include "interchange/mapping/GroundControl.h"
+#include "qvsql/SideFiles.h"
 
 namespace qvapp {
 namespace {
@@ -77,7 +78,7 @@ void SaveGroundControl(const std::string& path, qvprj::QvProject& project, Conso
       }
     };
     // With what a program that was killed in the middle of a write has left beside it, which belongs to it.
-    for (const char* const suffix : {"", "-journal", "-wal"}) {
+    for (const char* const suffix : {"", qvsql::kJournalEnd, qvsql::kLogEnd}) {
       copy(pair.database + suffix, made.database + suffix);
     }
     copy(pair.track_file, made.track_file);
