@@ -429,8 +429,6 @@ std::string LeafScan::CellOf(const RecordCell& cell, std::span<const unsigned ch
         return DigitsOf({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
       }
       text = TextOf(bytes, encoding_);
-      text.resize(std::min(text.size(), text.find('\0')));
-      text.shrink_to_fit();
   }
   return isBlob ? DigitsOf(text) : text;
 }

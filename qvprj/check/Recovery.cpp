@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <span>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -98,6 +100,12 @@ class DamagedDatabase {
     bytes_ = error ? 0 : bytes;
     // Where it cannot be opened there are no tables in it.
     static_cast<void>(engine_.OpenDamaged(path));
+    static_cast<void>(ForEachRow(engine_, "PRAGMA encoding", [this](std::span<char* const> cells) {
+      const std::string_view name = cells[0] == nullptr ? "" : cells[0];
+      encoding_ = name == "UTF-16le"   ? TextEncoding::kUtf16Le
+                  : name == "UTF-16be" ? TextEncoding::kUtf16Be
+                                       : TextEncoding::kUtf8;
+    }));
     listIsSound_ = engine_.IsOpen() && ForEachRow(engine_, "SELECT * FROM sqlite_master", [](const auto&) {});
     for (const StoredTable& table : StoredTables()) {
       tables_.push_back({table, ColumnsOf(engine_, table.name)});
@@ -154,12 +162,12 @@ class DamagedDatabase {
     return table.found.empty() || PositionOf(table.found, column.name).has_value();
   }
 
-  static std::string ColumnsToRead(const Table& table) {
-    std::string columns;
+  [[nodiscard]] RowColumns ColumnsToRead(const Table& table) const {
+    RowColumns columns;
+    columns.encoding = encoding_;
     for (const StoredColumn& column : table.stored.columns) {
       if (IsPresent(table, column)) {
-        const std::string name = Identifier(column.name);
-        columns += column.type == qvsql::kBlobColumn ? ", hex(" + name + ")" : ", " + name;
+        columns.Add(column.name, column.type);
       }
     }
     return columns;
@@ -218,6 +226,7 @@ class DamagedDatabase {
   std::string path_;
   std::uintmax_t bytes_ = 0;  ///< of the file
   qvsql::Database engine_;
+  TextEncoding encoding_ = TextEncoding::kUtf8;
   bool listIsSound_ = false;
   std::vector<Table> tables_;
   std::optional<LeafScan> scan_;

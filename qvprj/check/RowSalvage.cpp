@@ -13,9 +13,11 @@
 #include <map>
 #include <optional>
 #include <queue>
+#include <string_view>
 #include <utility>
 
 #include "detail/NumberText.h"
+#include "qvprj/check/FoundTables.h"
 #include "qvprj/check/Query.h"
 
 namespace qvprj {
@@ -43,28 +45,54 @@ struct Range {
   friend bool operator<(const Range& a, const Range& b) { return a.Width() < b.Width(); }
 };
 
+std::vector<std::string> CellsOf(std::span<char* const> row) {
+  std::vector<std::string> cells;
+  cells.reserve(row.size());
+  for (const char* const cell : row) {
+    cells.emplace_back(cell == nullptr ? "" : cell);
+  }
+  return cells;
+}
+
+/// 1 for a row with a NUL in a text; 0 or NULL for others.
+std::string HasNul(const RowColumns& columns) {
+  std::string condition = "0";
+  for (const std::string& text : columns.texts) {
+    condition += " OR instr(" + text + ", char(0))";
+  }
+  return condition;
+}
+
 class Salvage {
  public:
-  Salvage(qvsql::Database& database, const std::string& table, const std::string& columns,
+  Salvage(qvsql::Database& database, const std::string& table, const RowColumns& columns,
           std::size_t mostTries)
       : database_(database),
-        from_("SELECT rowid" + columns + " FROM " + Identifier(table)),
+        columns_(columns),
+        table_(" FROM " + Identifier(table)),
+        hasNul_(HasNul(columns)),
+        from_("SELECT rowid, " + hasNul_ + columns.expressions + table_),
         tries_left_(mostTries) {}
 
   /// Reads the rows of a condition and order. False when the engine stopped before their end.
   bool Read(const std::string& where, std::optional<std::int64_t>& lastRead) {
-    return ForEachRow(database_, from_ + where, [&](std::span<char* const> cells) {
+    std::optional<Range> withNul;
+    const bool toTheEnd = ForEachRow(database_, from_ + where, [&](std::span<char* const> cells) {
       const auto id = cells[0] == nullptr ? std::nullopt : qvdetail::WholeInteger(cells[0]);
       if (!id) {
         return;
       }
-      std::vector<std::string>& row = rows_[*id];
-      row.clear();
-      for (std::size_t i = 1; i < cells.size(); ++i) {
-        row.emplace_back(cells[i] == nullptr ? "" : cells[i]);
+      if (cells[1] != nullptr && *cells[1] == '1') {
+        withNul = {std::min(*id, withNul ? withNul->first : *id),
+                   std::max(*id, withNul ? withNul->last : *id)};
       }
+      rows_[*id] = CellsOf(cells.subspan(2));
       lastRead = *id;
     });
+    if (withNul) {
+      ReadTextsWithNul(*withNul);
+    }
+    return toTheEnd;
   }
 
   /// Searches a range; gives up after `mostInVain` tries without a row. Single row ids that cannot be read, and
@@ -107,6 +135,29 @@ class Salvage {
     return lost;
   }
 
+  /// Reads the texts with a NUL in rows that have been read: a row gives a text up to its first NUL only.
+  void ReadTextsWithNul(const Range& range) {
+    std::string select = "SELECT rowid";
+    for (const std::string& text : columns_.texts) {
+      select += ", hex(" + text + ")";
+    }
+    const std::string where = " WHERE rowid BETWEEN " + std::to_string(range.first) + " AND " +
+                              std::to_string(range.last) + " AND (" + hasNul_ + ")";
+    static_cast<void>(ForEachRow(database_, select + table_ + where, [&](std::span<char* const> cells) {
+      const auto row = rows_.find(cells[0] == nullptr ? 0 : qvdetail::WholeInteger(cells[0]).value_or(0));
+      if (row == rows_.end()) {
+        return;
+      }
+      for (std::size_t i = 0; i < columns_.texts.size(); ++i) {
+        const std::string_view digits = cells[i + 1] == nullptr ? "" : cells[i + 1];
+        std::string text = TextOf(BytesOfDigits(digits), columns_.encoding);
+        if (text.find('\0') != std::string::npos) {
+          row->second[columns_.text_positions[i]] = std::move(text);
+        }
+      }
+    }));
+  }
+
   [[nodiscard]] std::optional<std::int64_t> LastId() const {
     return rows_.empty() ? std::nullopt : std::optional(rows_.rbegin()->first);
   }
@@ -125,6 +176,9 @@ class Salvage {
 
  private:
   qvsql::Database& database_;
+  const RowColumns& columns_;
+  std::string table_;
+  std::string hasNul_;
   std::string from_;
   std::size_t tries_left_;
   std::map<std::int64_t, std::vector<std::string>> rows_;
@@ -148,21 +202,27 @@ std::size_t LostBehind(std::int64_t behind, const ScannedRows& scanned) {
 }
 
 /// A table whose rows have no ids can only be read from its start.
-SalvagedRows ReadForward(qvsql::Database& database, const std::string& table, const std::string& columns) {
+SalvagedRows ReadForward(qvsql::Database& database, const std::string& table, const RowColumns& columns) {
   SalvagedRows salvaged;
-  salvaged.end_unknown = !ForEachRow(database, "SELECT NULL" + columns + " FROM " + Identifier(table),
-                                     [&](std::span<char* const> cells) {
-                                       std::vector<std::string>& row = salvaged.rows.emplace_back();
-                                       for (std::size_t i = 1; i < cells.size(); ++i) {
-                                         row.emplace_back(cells[i] == nullptr ? "" : cells[i]);
-                                       }
-                                     });
+  salvaged.end_unknown =
+      !ForEachRow(database, "SELECT NULL" + columns.expressions + " FROM " + Identifier(table),
+                  [&](std::span<char* const> cells) { salvaged.rows.push_back(CellsOf(cells.subspan(1))); });
   return salvaged;
 }
 
 }  // namespace
 
-SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, const std::string& columns,
+void RowColumns::Add(const std::string& name, int type) {
+  const std::string column = Identifier(name);
+  if (type == qvsql::kTextColumn) {
+    texts.push_back(column);
+    text_positions.push_back(count);
+  }
+  expressions += type == qvsql::kBlobColumn ? ", hex(" + column + ")" : ", " + column;
+  ++count;
+}
+
+SalvagedRows SalvageRows(qvsql::Database& database, const std::string& table, const RowColumns& columns,
                          std::uintmax_t fileBytes) {
   if (!database.ExecSQL("SELECT rowid FROM " + Identifier(table) + " LIMIT 0", nullptr, nullptr)) {
     return ReadForward(database, table, columns);

@@ -164,6 +164,35 @@ TEST_F(Recovery, KeepsRowsThatRepeatAnIdOrDangle) {
   }
 }
 
+TEST_F(Recovery, KeepsTextsWithANulInside) {
+  const std::pair<const char*, std::string> texts[] = {{"'A' || char(0) || 'B'", {"A\0B", 3}},
+                                                       {"'plain'", "plain"},
+                                                       {"char(0)", {"\0", 1}},
+                                                       {"char(0, 0)", {"\0\0", 2}},
+                                                       {"1.5", "1.5"},
+                                                       {"char(26412, 0, 128640)", {"\u672C\0\U0001F680", 8}},
+                                                       {"''", ""}};
+  for (const char* encoding : {"UTF-8", "UTF-16le", "UTF-16be"}) {
+    std::filesystem::remove(path_);
+    std::string sql = "PRAGMA encoding = '" + std::string(encoding) + "';" + support::kImageTable;
+    for (const auto& text : texts) {
+      sql += "INSERT INTO data_image(name, path, x) VALUES(" + std::string(text.first) + ", 'p', 1.25);" +
+             "INSERT INTO data_image(name, path, x) VALUES('n', " + text.first + ", 1.25);";
+    }
+    Execute(sql);
+    qvprj::RecoveryReport report;
+    ASSERT_TRUE(qvprj::RecoverProject(path_, out_, report));
+    const support::RawRows rows = support::Query(out_, "SELECT name, path, x FROM data_image");
+    ASSERT_EQ(rows.size(), 2 * std::size(texts));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      const auto& [sqlText, text] = texts[i / 2];
+      EXPECT_EQ(rows[i][0].text, i % 2 == 0 ? text : "n") << encoding << ' ' << sqlText;
+      EXPECT_EQ(rows[i][1].text, i % 2 == 0 ? "p" : text) << encoding << ' ' << sqlText;
+      EXPECT_EQ(rows[i][2], (support::RawCell{"real", "1.25"})) << encoding << ' ' << sqlText;
+    }
+  }
+}
+
 TEST_F(Recovery, TakesTiePointsInTables) {
   SaveSound();
   Execute(support::kFeatureTable + support::kMatchTable + "INSERT INTO data_feature VALUES(1, 1, " +
