@@ -58,6 +58,13 @@ struct Report {
     conventions.emplace_back(std::move(what), std::move(convention));
   }
 
+  /// Adds "1 `one`" or "`count` `many`" to the notes, unless `count` is 0.
+  void Note(std::size_t count, const std::string& one, const std::string& many) {
+    if (count > 0) {
+      notes.push_back(std::to_string(count) + " " + (count == 1 ? one : many));
+    }
+  }
+
   /// Adds "`what` (`count`)" to what is not carried, unless `count` is 0.
   void Lose(std::size_t count, const std::string& what) {
     if (count > 0) {

@@ -302,7 +302,8 @@ PositionLog ReadTable(const std::string& path, std::string_view text, const std:
     take(lines.Number(), *line);
   }
   if (failed > 0) {
-    log.notes.push_back(std::to_string(failed) + " exposures that failed were passed over");
+    log.notes.push_back(std::to_string(failed) + (failed == 1 ? " exposure that failed was passed over"
+                                                              : " exposures that failed were passed over"));
   }
   return log;
 }

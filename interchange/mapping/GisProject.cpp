@@ -346,10 +346,8 @@ GisLayer CameraLayer(const Source& source, const Target& target, Report& report)
                       turn.pitch / kDegree,
                       turn.roll / kDegree};
   }
-  if (nowhere > 0) {
-    report.notes.push_back(std::to_string(nowhere) +
-                           " images are there without a point: their position cannot be converted");
-  }
+  report.Note(nowhere, "image is there without a point: its position cannot be converted",
+              "images are there without a point: their positions cannot be converted");
   return layer;
 }
 
@@ -431,19 +429,18 @@ GisLayer FootprintLayer(const Source& source, const Target& target, const Ground
     layer.features.push_back(std::move(feature));
   }
   const auto tell = [&](std::size_t count, const char* why) {
-    if (count > 0) {
-      report.notes.push_back(std::to_string(count) + " images have no footprint: " + why);
-    }
+    report.Note(count, std::string("image has no footprint: ") + why,
+                std::string("images have no footprint: ") + why);
   };
   if (!ground.height && !(ground.below_images > 0.0) && images.Size() > 0) {
     tell(static_cast<std::size_t>(images.Size()), "the height of the ground is not known; give --ground");
   }
   tell(noCamera,
-       "their camera is not in the project, not complete, or has coefficients beyond k1, k2, k3, p1, p2");
+       "the camera is not in the project, not complete, or has coefficients beyond k1, k2, k3, p1, p2");
   tell(missing[NoFootprint::kHorizon], "a corner shows the horizon or the sky");
-  tell(missing[NoFootprint::kUnderground], "they are not above the ground");
-  tell(missing[NoFootprint::kDistortion], "the distortion of their camera cannot be undone at a corner");
-  tell(nowhere, "its corners cannot be converted");
+  tell(missing[NoFootprint::kUnderground], "not above the ground");
+  tell(missing[NoFootprint::kDistortion], "the distortion of the camera cannot be undone at a corner");
+  tell(nowhere, "a corner cannot be converted");
   return layer;
 }
 
@@ -496,9 +493,7 @@ GisLayer FlightLineLayer(const Source& source, const Target& target, Report& rep
                       strip.last, strip.length};
     feature.points = std::move(strip.points);
   }
-  if (single > 0) {
-    report.notes.push_back(std::to_string(single) + " strips of one image have no flight line");
-  }
+  report.Note(single, "strip of one image has no flight line", "strips of one image have no flight line");
   return layer;
 }
 
@@ -536,10 +531,8 @@ void AddGroundPoints(const Source& source, const Target& target, const Residuals
                       static_cast<std::int64_t>(measurements.size()),
                       residual.Mean()};
   }
-  if (nowhere > 0) {
-    report.notes.push_back(std::to_string(nowhere) +
-                           " ground points are there without a point: their position cannot be converted");
-  }
+  report.Note(nowhere, "ground point is there without a point: its position cannot be converted",
+              "ground points are there without a point: their positions cannot be converted");
 }
 
 GisLayer GroundPointLayer(const char* name, const char* description) {
@@ -586,10 +579,8 @@ GisLayer TiePointLayer(const Source& source, const Target& target, const Residua
     nowhere += place ? 0U : 1U;
     feature.values = {number++, static_cast<std::int64_t>(track.observations.size()), residual.Mean()};
   }
-  if (nowhere > 0) {
-    report.notes.push_back(std::to_string(nowhere) +
-                           " tie points are there without a point: their position cannot be converted");
-  }
+  report.Note(nowhere, "tie point is there without a point: its position cannot be converted",
+              "tie points are there without a point: their positions cannot be converted");
   return layer;
 }
 
@@ -698,10 +689,8 @@ Report ExportGis(qvprj::QvProject& project, GisFormat format, const std::string&
   const GisData data = GisLayersOf(project, format, options, report);
   GisWritten written = WriteGisLayers(target, format, data, replace);
   report.files = std::move(written.files);
-  if (written.empty_layers > 0) {
-    report.notes.push_back(std::to_string(written.empty_layers) +
-                           " layers have nothing in them, and no file: FlatGeobuf holds no empty ones");
-  }
+  report.Note(written.empty_layers, "layer has nothing in it, and no file: FlatGeobuf holds no empty ones",
+              "layers have nothing in them, and no file: FlatGeobuf holds no empty ones");
   report.Lose(written.unplaced, "rows without a geometry, which FlatGeobuf does not hold");
   report.Lose(written.cut_texts, "ends of texts longer than 254 bytes");
   return report;

@@ -202,10 +202,7 @@ Match Matched(const std::vector<MatchRecord>& records, const std::vector<std::st
   }
   report.Lose(photosLeft, "photos that belong to no position");
   report.notes.insert(report.notes.end(), match.notes.begin(), match.notes.end());
-  if (recordsLeft > 0) {
-    report.notes.push_back(std::to_string(recordsLeft) +
-                           (recordsLeft == 1 ? " position has no photo" : " positions have no photo"));
-  }
+  report.Note(recordsLeft, "position has no photo", "positions have no photo");
   Notes notes(report);
   for (const Decision& decision : match.decisions) {
     if (decision.photo && !decision.record) {
@@ -388,10 +385,8 @@ void TellAttitudes(const std::map<std::string, std::size_t>& sources, std::size_
   }
   report.Use("angles", (words.empty() ? "none is told" : words) +
                            "; kept as navigation angles: omega roll, phi -pitch, kappa yaw, times 0.0174533");
-  if (without > 0) {
-    report.notes.push_back("the attitude of " + std::to_string(without) +
-                           " images is not known; their angles are 0");
-  }
+  report.Note(without, "image has no known attitude: its angles are 0",
+              "images have no known attitude: their angles are 0");
 }
 
 std::vector<Shot> ShotsOfPhotos(const std::vector<PhotoMetadata>& photos, const std::string& folder,
@@ -430,10 +425,7 @@ std::vector<Shot> ShotsOfPhotos(const std::vector<PhotoMetadata>& photos, const 
   report.Use("heights", "above mean sea level, as EXIF has them");
   TellAttitudes(attitudes, without, report);
   report.Lose(withoutPosition, "photos without a position");
-  if (withoutHeight > 0) {
-    report.notes.push_back("the height of " + std::to_string(withoutHeight) +
-                           " images is not known; it is 0");
-  }
+  report.Note(withoutHeight, "image has no known height: it is 0", "images have no known height: it is 0");
   return shots;
 }
 
@@ -489,10 +481,7 @@ std::vector<Shot> ShotsOfLog(const PhotoProjectOptions& options, const std::vect
                             ? "above the ellipsoid, as the log's column says; kept as they are"
                             : "as the log has them; they should be above mean sea level");
   TellAttitudes(attitudes, without, report);
-  if (withoutHeight > 0) {
-    report.notes.push_back("the height of " + std::to_string(withoutHeight) +
-                           " images is not known; it is 0");
-  }
+  report.Note(withoutHeight, "image has no known height: it is 0", "images have no known height: it is 0");
   return shots;
 }
 

@@ -170,10 +170,8 @@ std::vector<std::string> UniqueNames(const qvfd::ImageInfoSet& images, Report& r
     made += renamed ? 1U : 0U;
     names.push_back(std::move(name));
   }
-  if (made > 0) {
-    report.notes.push_back(std::to_string(made) +
-                           " images have no name of their own: theirs was made of the id");
-  }
+  report.Note(made, "image has no name of its own: it was made of the id",
+              "images have no name of their own: theirs was made of the id");
   return names;
 }
 
@@ -346,9 +344,8 @@ void TakeScene(const Scene& scene, const ProjectFrame& frame, const WorldFrame& 
                     {"features", points},
                     {"tie points", scene.points.size()}};
   report.Lose(inexact, "digits of image points beyond those of a float");
-  if (unposed > 0) {
-    report.notes.push_back(std::to_string(unposed) + " images are not oriented: their orientation is zeros");
-  }
+  report.Note(unposed, "image is not oriented: its orientation is zeros",
+              "images are not oriented: their orientation is zeros");
 }
 
 std::optional<double> ReprojectionError(const Scene& scene, const ScenePoint& point) {

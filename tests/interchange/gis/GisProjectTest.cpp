@@ -283,9 +283,9 @@ TEST(GisProject, CountsTheImagesWithoutAFootprint) {
   options.ground = 50.0;
   const Report report = ReportOf(project, options);
   EXPECT_EQ(LayerOf(LayersOf(project, options), "footprints").features.size(), 1U);
-  EXPECT_THAT(report.notes, Contains(HasSubstr("1 images have no footprint: they are not above")));
-  EXPECT_THAT(report.notes, Contains(HasSubstr("1 images have no footprint: a corner shows the horizon")));
-  EXPECT_THAT(report.notes, Contains(HasSubstr("1 images have no footprint: their camera")));
+  EXPECT_THAT(report.notes, Contains(HasSubstr("1 image has no footprint: not above")));
+  EXPECT_THAT(report.notes, Contains(HasSubstr("1 image has no footprint: a corner shows the horizon")));
+  EXPECT_THAT(report.notes, Contains(HasSubstr("1 image has no footprint: the camera")));
 }
 
 TEST(GisProject, TellsCheckPointsByTheirType) {
@@ -408,7 +408,7 @@ TEST(GisProject, KeepsImagesThatLieNowhereInTheirTable) {
   const GisData data = LayersOf(project);
   EXPECT_EQ(LayerOf(data, "cameras").features.size(), 7U);
   EXPECT_THAT(LayerOf(data, "cameras").features[6].points, IsEmpty());
-  EXPECT_THAT(ReportOf(project).notes, Contains(HasSubstr("1 images are there without a point")));
+  EXPECT_THAT(ReportOf(project).notes, Contains(HasSubstr("1 image is there without a point")));
 }
 
 TEST(GisProject, TellsWhatTheLayersDoNotHold) {
